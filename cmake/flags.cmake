@@ -1,0 +1,26 @@
+# How everything that ships is compiled and linked.
+
+add_library(vorn_flags INTERFACE)
+target_compile_options(vorn_flags INTERFACE
+    -Wall -Wextra -Wshadow -Wconversion -Wformat=2 -Wformat-truncation=0
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
+    # __FILE__ in messages is the path that the reader of the sources knows.
+    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${CMAKE_BINARY_DIR}/=")
+if(VORN_WERROR)
+    target_compile_options(vorn_flags INTERFACE -Werror)
+endif()
+
+# Hardened like a distribution's own libraries.
+add_library(vorn_hardening INTERFACE)
+target_compile_options(vorn_hardening INTERFACE -fstack-protector-strong)
+target_compile_definitions(vorn_hardening INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+target_link_options(vorn_hardening INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+
+# A shared library of C++ that needs no C++ runtime: linked as C, with only
+# those libraries that it calls.
+function(vorn_shared_library target)
+    add_library(${target} SHARED ${ARGN})
+    target_link_libraries(${target} PRIVATE vorn_flags vorn_hardening)
+    target_link_options(${target} PRIVATE -Wl,--as-needed)
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+endfunction()

@@ -1,0 +1,93 @@
+/*
+ * The file backend: objects, each a named string of bytes, kept as encrypted
+ * files in the application's data directory.
+ *
+ * Every operation returns 0, a negative errno value, or one of the codes below,
+ * and has logged what went wrong. It keeps nothing between calls, takes no
+ * locks, and asks the platform for the data directory once.
+ */
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+#include "FileBackend/vorn-backend/side_file.h"
+
+// Signed, as they travel and as they are printed.
+constexpr int32_t BACKEND_ERR_CIPHER = static_cast<int32_t>(0xFE1F00FF);
+constexpr int32_t BACKEND_ERR_DIGEST = static_cast<int32_t>(0xFE1F0007);
+constexpr int32_t BACKEND_ERR_PATH = static_cast<int32_t>(0xFE1F000A);
+constexpr int32_t BACKEND_ERR_ALIAS_STATE = static_cast<int32_t>(0xFE1F000C);
+constexpr int32_t BACKEND_ERR_INTEGRITY = static_cast<int32_t>(0xFE1F000D);
+constexpr int32_t BACKEND_ERR_IO = static_cast<int32_t>(0xFE1F0011);
+
+struct backend_buffer {
+    unsigned char *data;
+    uint32_t size;
+};
+
+/* Owner of what a load hands out. */
+struct free_loaded_object {
+    void operator()(backend_buffer *record) const
+    {
+        free(record->data);
+        free(record);
+    }
+};
+using loaded_object = std::unique_ptr<backend_buffer, free_loaded_object>;
+
+/* Room for an object's name with its NUL. */
+constexpr uint32_t ALIAS_ROOM = 64;
+
+/* Objects of which nobody knows whether they exist: number `first` and those
+ * after it, each named by `name`. */
+struct backend_leftovers {
+    void (*name)(char (&alias)[ALIAS_ROOM], const char *label, int32_t index);
+    const char *label;
+    int32_t first;
+};
+
+/*
+ * Loads an object whole. On 0, *out is a new record with at least one byte; the
+ * caller frees its data and then the record. On any other status *out is left
+ * as it was: BACKEND_ERR_ALIAS_STATE when the file cannot be opened, -ENOMEM,
+ * or another code when its content is refused or cannot be read.
+ *
+ * A change of the object that was interrupted is settled here: its previous
+ * content comes back, or it does not exist.
+ */
+int32_t file_get_data(const char *alias, backend_buffer **out);
+
+/*
+ * Stores a new object; the bytes stay the caller's. On 0 they have reached
+ * storage. BACKEND_ERR_ALIAS_STATE when an object of that name exists, which is
+ * left alone. A save that fails after it has created the file leaves it there:
+ * with a `change`, whoever ends the change takes care of it.
+ */
+int32_t file_save_data(const char *alias, backend_buffer bytes, object_change *change);
+
+/*
+ * Deletes an object. BACKEND_ERR_ALIAS_STATE when there is none. With a
+ * `change`, what it held is set aside first. With `leftovers`, those of them
+ * that exist are deleted before it, up to the first that does not.
+ */
+int32_t file_remove_alias(const char *alias, object_change *change, const backend_leftovers *leftovers);
+
+// The names under which the store knows the operations.
+
+inline int32_t backend_get_data(const char *alias, backend_buffer **out)
+{
+    return file_get_data(alias, out);
+}
+
+inline int32_t backend_save_data(const char *alias, backend_buffer bytes, object_change *change = nullptr)
+{
+    return file_save_data(alias, bytes, change);
+}
+
+inline int32_t backend_remove_alias(const char *alias, object_change *change = nullptr,
+                                    const backend_leftovers *leftovers = nullptr)
+{
+    return file_remove_alias(alias, change, leftovers);
+}

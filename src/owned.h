@@ -1,0 +1,14 @@
+/*
+ * Owner of memory from malloc, calloc, realloc, or from whoever says "free it".
+ */
+#pragma once
+
+#include <cstdlib>
+#include <memory>
+
+struct free_memory {
+    void operator()(void *memory) const { free(memory); }
+};
+
+template <typename T>
+using owned = std::unique_ptr<T, free_memory>;
