@@ -3,12 +3,13 @@
 
 #include "log.h"
 #include "owned.h"
+#include "small_stack.h"
 #include "vorn.h"
 #include "vorn/data_space.h"
 
 // Stores the header of a new data space. It bears the operation's name, because
 // its messages do.
-static int32_t vorn_create(const char *label, const data_space_header &header)
+NOT_INLINED static int32_t vorn_create(const char *label, const data_space_header &header)
 {
     const owned<void> copy(malloc(sizeof header));
     if (copy == nullptr) {

@@ -44,7 +44,7 @@ int32_t vorn_remove(const char *label)
     // An interrupted append leaves blocks that the header does not count.
     const backend_leftovers uncounted = {vorn_block_name, label, count};
     vorn_header_name(name, label);
-    const int32_t removed = backend_remove_alias(name, nullptr, status == 0 ? &uncounted : nullptr);
+    const int32_t removed = backend_remove_alias(name, status == 0 ? &uncounted : nullptr);
     if (removed != 0) {
         LOG_WARNING("backend_remove_alias failed (%d)", removed);
         return -1;

@@ -5,10 +5,21 @@
 
 #include "log.h"
 #include "owned.h"
+#include "small_stack.h"
 #include "vorn.h"
 #include "vorn/data_space.h"
 
 // The stages of a write bear the operation's name, because their messages do.
+
+// Stores a block that did not exist.
+NOT_INLINED static bool vorn_write(const char *name, unsigned char *block, uint32_t block_size)
+{
+    object_change change;
+    const int32_t status = backend_save_data(name, {block, block_size}, &change);
+    if (status != 0)
+        LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
+    return status == 0;
+}
 
 // Stores one piece of the range: loads its block, changes it, and replaces or
 // creates it. Returns false when the walk ends here.
@@ -22,11 +33,7 @@ static bool vorn_write(const char *label, const block_walk &walk, const unsigned
     if (status == BACKEND_ERR_ALIAS_STATE) {
         memset(block, 0, block_size);
         memcpy(block + walk.position, piece, walk.chunk);
-        object_change change;
-        status = backend_save_data(name, {block, block_size}, &change);
-        if (status != 0)
-            LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
-        return status == 0;
+        return vorn_write(name, block, block_size);
     }
     if (status != 0) {
         LOG_ERROR("backend_get_data for %s failed (%d)", name, status);

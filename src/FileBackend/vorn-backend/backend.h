@@ -62,17 +62,18 @@ int32_t file_get_data(const char *alias, backend_buffer **out);
 /*
  * Stores a new object; the bytes stay the caller's. On 0 they have reached
  * storage. BACKEND_ERR_ALIAS_STATE when an object of that name exists, which is
- * left alone. A save that fails after it has created the file leaves it there:
- * with a `change`, whoever ends the change takes care of it.
+ * left alone. A save that fails after it has created the file leaves it there
+ * until the end of the change of which it is a part.
  */
 int32_t file_save_data(const char *alias, backend_buffer bytes, object_change *change);
 
 /*
- * Deletes an object. BACKEND_ERR_ALIAS_STATE when there is none. With a
- * `change`, what it held is set aside first. With `leftovers`, those of them
+ * Deletes an object. BACKEND_ERR_ALIAS_STATE when there is none. As a part of a
+ * change, it sets aside what the object holds. Otherwise those of the leftovers
  * that exist are deleted before it, up to the first that does not.
  */
-int32_t file_remove_alias(const char *alias, object_change *change, const backend_leftovers *leftovers);
+int32_t file_remove_alias(const char *alias, object_change *change);
+int32_t file_remove_alias(const char *alias, const backend_leftovers *leftovers = nullptr);
 
 // The names under which the store knows the operations.
 
@@ -81,13 +82,17 @@ inline int32_t backend_get_data(const char *alias, backend_buffer **out)
     return file_get_data(alias, out);
 }
 
-inline int32_t backend_save_data(const char *alias, backend_buffer bytes, object_change *change = nullptr)
+inline int32_t backend_save_data(const char *alias, backend_buffer bytes, object_change *change)
 {
     return file_save_data(alias, bytes, change);
 }
 
-inline int32_t backend_remove_alias(const char *alias, object_change *change = nullptr,
-                                    const backend_leftovers *leftovers = nullptr)
+inline int32_t backend_remove_alias(const char *alias, object_change *change)
 {
-    return file_remove_alias(alias, change, leftovers);
+    return file_remove_alias(alias, change);
+}
+
+inline int32_t backend_remove_alias(const char *alias, const backend_leftovers *leftovers = nullptr)
+{
+    return file_remove_alias(alias, leftovers);
 }

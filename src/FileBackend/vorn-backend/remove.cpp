@@ -8,37 +8,7 @@
 #include "owned.h"
 #include "platform/app_common.h"
 
-// Deletes the object and tells the outcome. It bears the operation's name,
-// because its messages do.
-static int32_t file_remove_alias(const object_path &path, object_change *change)
-{
-    if (change != nullptr) {
-        switch (change->set_aside()) {
-        case object_change::GO_ON:
-            break;
-        case object_change::MOVED:
-            return 0;
-        case object_change::REFUSED:
-            LOG_ERROR("unlink for %s failed : %m", path.object);
-            return BACKEND_ERR_PATH;
-        }
-    } else {
-        switch (remove_side_file(path)) {
-        case side_removal::GO_ON:
-            break;
-        case side_removal::ONLY_COPY:
-            return 0;
-        case side_removal::REFUSED:
-            LOG_ERROR("unlink for %s failed : %m", path.side);
-            return BACKEND_ERR_PATH;
-        }
-    }
-    if (unlink(path.object) == 0)
-        return 0;
-    const int error = errno;
-    LOG_ERROR("unlink for %s failed : %m", path.object);
-    return error == ENOENT ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
-}
+// The stages of a deletion bear the operation's name, because their messages do.
 
 static void remove_leftovers(const char *directory, const backend_leftovers &leftovers, object_path *path)
 {
@@ -53,20 +23,64 @@ static void remove_leftovers(const char *directory, const backend_leftovers &lef
     }
 }
 
-int32_t file_remove_alias(const char *alias, object_change *change, const backend_leftovers *leftovers)
+// Finds where the object lies.
+static int32_t file_remove_alias(const char *alias, const backend_leftovers *leftovers, object_path *path)
 {
     const owned<char> directory(app_get_data_path());
     if (directory == nullptr) {
         LOG_ERROR("app_get_data_path failed");
         return -ENOMEM;
     }
-    object_path plain;
-    object_path *path = change != nullptr ? &change->path : &plain;
     if (leftovers != nullptr)
         remove_leftovers(directory.get(), *leftovers, path);
     if (!set_object_path(path, directory.get(), alias)) {
         LOG_ERROR("Path for %s is too long", alias);
         return BACKEND_ERR_PATH;
     }
-    return file_remove_alias(*path, change);
+    return 0;
+}
+
+// Deletes the file.
+static int32_t file_remove_alias(const object_path &path)
+{
+    if (unlink(path.object) == 0)
+        return 0;
+    const int error = errno;
+    LOG_ERROR("unlink for %s failed : %m", path.object);
+    return error == ENOENT ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
+}
+
+int32_t file_remove_alias(const char *alias, const backend_leftovers *leftovers)
+{
+    object_path path;
+    const int32_t status = file_remove_alias(alias, leftovers, &path);
+    if (status != 0)
+        return status;
+    switch (remove_side_file(path)) {
+    case side_removal::GO_ON:
+        break;
+    case side_removal::ONLY_COPY:
+        return 0;
+    case side_removal::REFUSED:
+        LOG_ERROR("unlink for %s failed : %m", path.side);
+        return BACKEND_ERR_PATH;
+    }
+    return file_remove_alias(path);
+}
+
+int32_t file_remove_alias(const char *alias, object_change *change)
+{
+    const int32_t status = file_remove_alias(alias, nullptr, &change->path);
+    if (status != 0)
+        return status;
+    switch (change->set_aside()) {
+    case object_change::GO_ON:
+        break;
+    case object_change::MOVED:
+        return 0;
+    case object_change::REFUSED:
+        LOG_ERROR("unlink for %s failed : %m", change->path.object);
+        return BACKEND_ERR_PATH;
+    }
+    return file_remove_alias(change->path);
 }

@@ -49,25 +49,22 @@ int32_t file_save_data(const char *alias, backend_buffer bytes, object_change *c
         LOG_ERROR("app_get_data_path failed");
         return -ENOMEM;
     }
-    object_path unprotected;
-    object_path *path = change != nullptr ? &change->path : &unprotected;
-    if (!set_object_path(path, directory.get(), alias)) {
+    const char *path = change->path.object;
+    if (!set_object_path(&change->path, directory.get(), alias)) {
         LOG_ERROR("Path for %s is too long", alias);
         return BACKEND_ERR_PATH;
     }
-    const bool may_create = change == nullptr || change->mark_new();
     const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK | O_DSYNC;
-    const int file = may_create ? open(path->object, flags, 0644) : -1;
+    const int file = change->mark_new() ? open(path, flags, 0644) : -1;
     if (file < 0) {
         const int error = errno;
-        LOG_ERROR("open for %s failed : %m", path->object);
+        LOG_ERROR("open for %s failed : %m", path);
         return error == EEXIST ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
     }
-    if (change != nullptr)
-        change->created = true;
+    change->created = true;
     const int32_t status = file_save_data(file, bytes);
     close(file);   // not checked: the write has already reached storage, or failed
-    if (status == 0 && change != nullptr)
+    if (status == 0)
         change->drop();
     return status;
 }
