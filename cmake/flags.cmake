@@ -5,15 +5,15 @@ target_compile_options(vorn_flags INTERFACE
     -Wall -Wextra -Wshadow -Wconversion -Wformat=2 -Wformat-truncation=0
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
     # __FILE__ in messages is the path that the reader of the sources knows.
-    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${CMAKE_BINARY_DIR}/=")
+    "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${CMAKE_BINARY_DIR}/=")
 if(VORN_WERROR)
     target_compile_options(vorn_flags INTERFACE -Werror)
 endif()
 
 # Hardened like a distribution's own libraries.
 add_library(vorn_hardening INTERFACE)
-target_compile_options(vorn_hardening INTERFACE -fstack-protector-strong)
-target_compile_definitions(vorn_hardening INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+target_compile_options(vorn_hardening INTERFACE
+    -fstack-protector-strong -U_FORTIFY_SOURCE $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 target_link_options(vorn_hardening INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 
 # A shared library of C++ that needs no C++ runtime: linked as C, with only

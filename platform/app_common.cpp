@@ -4,9 +4,12 @@
  * but libc.
  */
 
-/* Inode numbers can be longer than 32 bits, and stat() of a 32-bit build would
- * then fail on a directory that is there. */
+/* Inode numbers can be longer than 32 bits and times can lie after 2038, and
+ * stat() of a 32-bit build would then fail on a directory that is there. */
+#ifndef __LP64__
 #define _FILE_OFFSET_BITS 64
+#define _TIME_BITS 64
+#endif
 
 #include "app_common.h"
 

@@ -29,12 +29,16 @@ bool closed(call_kind kind, const char *name, int error)
     if (!armed)
         return false;
     if (kind == SIDE_CALL && g.no_side) {
-        errno = ENOSYS;
+        errno = strcmp(name, "lstat") == 0 || strcmp(name, "unlinkat") == 0 ? ENOENT : ENOSYS;
+        return true;
+    }
+    if (strcmp(name, g.broken) == 0) {
+        errno = error;
         return true;
     }
     if (!g.dead && (g.counted & kind) != 0 && (g.only == nullptr || strcmp(g.only, name) == 0)) {
         ++g.calls;
-        if (g.trip != 0 && (g.calls == g.trip || (g.stays && g.calls > g.trip))) {
+        if (g.trip != 0 && g.calls >= g.trip && g.calls - g.trip < g.span) {
             g.fired = true;
             g.tripped = name;
             g.dead = g.dies;
@@ -76,7 +80,7 @@ extern "C" {
     type __wrap_##name parameters;                                                          \
     type __wrap_##name parameters                                                           \
     {                                                                                       \
-        return closed(kind, #name, error) ? failed : __real_##name(__VA_ARGS__);        \
+        return closed(kind, strstr(#name, "lstat") ? "lstat" : #name, error) ? failed : __real_##name(__VA_ARGS__); \
     }
 
 GATED(FILE_CALL, EIO, -1, off_t, lseek, (int file, off_t offset, int whence), file, offset, whence)
@@ -85,7 +89,9 @@ GATED(SIDE_CALL, EIO, -1, int, rename, (const char *from, const char *to), from,
 GATED(SIDE_CALL, EIO, -1, int, mknod, (const char *path, mode_t mode, dev_t device), path, mode, device)
 GATED(SIDE_CALL, EIO, -1, int, unlinkat, (int at, const char *path, int flags), at, path, flags)
 GATED(SIDE_CALL, EIO, -1, int, lstat, (const char *path, struct stat *status), path, status)
-GATED(SIDE_CALL, EIO, -1, int, lstat64, (const char *path, struct stat64 *status), path, status)
+#ifndef __LP64__
+GATED(SIDE_CALL, EIO, -1, int, __lstat64_time64, (const char *path, struct stat *status), path, status)
+#endif
 GATED(CRYPTO_CALL, 0, 0, int, EVP_EncryptInit_ex,
       (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i), c, t, e, k, i)
 GATED(CRYPTO_CALL, 0, 0, int, EVP_DecryptInit_ex,

@@ -15,15 +15,16 @@ enum tear { NOTHING, ONE_BYTE, HALF, ALL_BUT_16, ZEROS, FLIPPED, TEARS };
 
 struct gate {
     // What to do, set by the test: at call number `trip` of those that count,
-    // fail it (with all that follow, if `stays`) or die before it.
+    // fail it and `span` - 1 more, or die before it.
     int counted = ALL_CALLS;
     const char *only = nullptr;   // counts calls of this name alone
     long trip = 0;
-    bool stays = false;
+    long span = 1;   // how many calls fail
     bool dies = false;
     int torn = NOTHING;
     int error = 0;             // instead of the usual one
-    bool no_side = false;      // every call for a side file fails, as if unknown
+    const char *broken = "";   // and a call that always fails
+    bool no_side = false;      // no side file can be made or found
     const char *directory = nullptr;
 
     // What happened.

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 
 #include "fixture.h"
@@ -123,23 +124,35 @@ protected:
         return the_gate.fired;
     }
 
+    // What is wrong after a removal was cut short, or "".
+    std::string removal_problem()
+    {
+        reset_gate(directory);
+        data_space_header header;
+        if (vorn_read_header("a", &header) == 0 && write_a(header.data_size, "fresh") != 5)
+            return "nothing can be appended";
+        const int32_t removed = gated([] { return vorn_remove("a"); });
+        return (removed == 0 || removed == -ENODATA) && files().empty() ? "" : "removal leaves something";
+    }
+
     // Runs `op` with a fault of the machine at call `trip`. A final call of the
     // cipher that fails is not one: it tells of a damaged file.
-    static bool fail(const operation &op, long trip, long *bytes)
+    static bool fail(const operation &op, long trip, const char *broken, long *bytes)
     {
-        the_gate.counted = FILE_CALL | SIDE_CALL | MEMORY_CALL;
+        the_gate.counted = FILE_CALL | SIDE_CALL | (*broken == '\0' ? MEMORY_CALL : 0);
         the_gate.trip = trip;
+        the_gate.broken = broken;
         the_gate.error = EMFILE;
         *bytes = std::max<long>(*bytes, gated([&] { return op.run(); }));
         return the_gate.fired;
     }
 
-    enum sequel { NO_SEQUEL, DEATH, FAULT };
+    enum sequel { NO_SEQUEL, DEATH, FAULT, FAULT_ON_FULL_DISK, DEATH_IN_REMOVAL };
 
     // The crash sweep: die at each file call, with a write that is torn in each
     // way; then, as the sequel, run the same operation again and die at each of
-    // its calls, or have each of them fail. Returns how many stop points there
-    // were and how many lost something.
+    // its calls, or have each of them fail, or die in a removal. Returns how many
+    // stop points there were and how many lost something.
     std::pair<long, long> crash_everywhere(sequel then, bool no_side = false)
     {
         long points = 0;
@@ -163,11 +176,17 @@ protected:
                             again = die(op, second, static_cast<int>(second % TEARS), &more, &also);
                             bytes = std::max(bytes, more);
                             recorded = recorded || also;
-                        } else if (fired && then == FAULT) {
-                            again = fail(op, second, &bytes);
+                        } else if (fired && then == DEATH_IN_REMOVAL) {
+                            long none = 0;
+                            bool never = false;
+                            again = die({operation::REMOVE, 0, 0, 0}, second, NOTHING, &none, &never);
+                        } else if (fired && then != NO_SEQUEL) {
+                            again = fail(op, second, then == FAULT ? "" : "write", &bytes);
                         }
                         again = again && fired;
-                        const std::string wrong = problem(op, bytes, recorded && op.kind == operation::WRITE);
+                        const std::string wrong = then == DEATH_IN_REMOVAL
+                                                      ? removal_problem()
+                                                      : problem(op, bytes, recorded && op.kind == operation::WRITE);
                         EXPECT_TRUE(wrong.empty() || no_side)
                             << wrong << ": operation " << &op - operations << ", call " << first << " " << tripped
                             << ", torn " << torn << ", then call " << second;
@@ -186,15 +205,14 @@ TEST_F(Interruption, FaultAtEveryCall)
 {
     long points = 0;
     for (const operation &op : operations) {
-        for (int variant = 0; variant < 16; ++variant) {
+        for (int variant = 0; variant < 18; ++variant) {
             bool fired = true;
             for (long trip = 1; fired; ++trip) {
                 prepare(op);
                 the_gate.trip = trip;
-                the_gate.stays = (variant & 1) != 0;
-                the_gate.torn = (variant & 2) != 0 ? HALF : NOTHING;
-                const int errors[] = {0, EPERM, ENOENT, EMFILE};
-                the_gate.error = errors[variant / 4];
+                the_gate.span = std::array{1, 2, 1000}[variant % 3];
+                the_gate.torn = std::array{NOTHING, HALF}[variant / 3 % 2];
+                the_gate.error = std::array{0, EPERM, EMFILE}[variant / 6];
                 const int32_t result = gated([&] { return op.run(); });
                 fired = the_gate.fired;
                 const bool whole = result == static_cast<int32_t>(op.length) || op.kind == operation::READ;
@@ -219,9 +237,19 @@ TEST_F(Interruption, DeathDuringRecovery)
     printf("%ld pairs of stop points\n", crash_everywhere(DEATH).first);
 }
 
+TEST_F(Interruption, DeathInRemoval)
+{
+    printf("%ld pairs of a stop point and one in a removal\n", crash_everywhere(DEATH_IN_REMOVAL).first);
+}
+
 TEST_F(Interruption, FaultDuringRecovery)
 {
     printf("%ld pairs of a stop point and a fault\n", crash_everywhere(FAULT).first);
+}
+
+TEST_F(Interruption, FaultDuringRecoveryOnFullDisk)
+{
+    printf("%ld pairs of a stop point and a fault, on a full disk\n", crash_everywhere(FAULT_ON_FULL_DISK).first);
 }
 
 // The sweep must be able to see a loss.
@@ -232,65 +260,128 @@ TEST_F(Interruption, WithoutSideFilesDeathLosesData)
     EXPECT_GT(losses, 0);
 }
 
-// Every state that a block or a header could be found in, whether an
-// interruption leads there or not.
-TEST_F(Interruption, EveryState)
-{
-    enum { NONE, EMPTY, TORN, ZERO, OLD, NEW, OBJECTS };
+// A block or a header with what stands beside it.
+struct state {
+    enum { ABSENT, EMPTY, TORN, ZERO, OLD, NEW, OBJECTS };
     enum { NO_SIDE, MARKER, OTHER, SAME, TORN_SIDE, SIDES };
-    long states = 0;
-    for (const char *name : {"VORN_DATA_a_0", "VORN_HDR_a"}) {
-        const bool header = name[5] == 'H';
-        const std::string old = seal(header ? header_image(512, 0, 10) : text(512));
-        const std::string fresh = seal(header ? header_image(512, 0, 20) : text(512, 2));
+    std::string name;
+    int object;
+    int side;
+
+    bool header() const { return name[5] == 'H'; }
+    // What it counts as.
+    int effective() const
+    {
+        return object >= OLD                                                                ? object
+               : side == OTHER                                                              ? OLD
+               : side == MARKER || object == ABSENT || (object == EMPTY && side == SAME) ? ABSENT
+                                                                                            : TORN;
+    }
+};
+
+class States : public Interruption {
+protected:
+    bool prepare_state(const state &is)
+    {
+        const std::string old = seal(is.header() ? header_image(512, 0, 10) : text(512));
+        const std::string fresh = seal(is.header() ? header_image(512, 0, 20) : text(512, 2));
         const std::string torn = fresh.substr(0, fresh.size() - 16);
         const std::string contents[] = {"", "", torn, std::string(fresh.size(), '\0'), old, fresh};
-        for (int object = NONE; object < OBJECTS; ++object) {
-            for (int side = NO_SIDE; side < SIDES; ++side) {
-                for (const char *action : {"read", "write", "remove", "create"}) {
-                    prepare({operation::READ, 10, 0, 0});
-                    unlink(path(name).c_str());
-                    const std::string beside = path(std::string("VORN_OLD_") + name);
-                    if (object != NONE)
-                        put(name, contents[object]);
-                    if (side == SAME && (object == NONE || link(path(name).c_str(), beside.c_str()) != 0))
+        const std::string side = "VORN_OLD_" + is.name;
+        prepare({operation::READ, 10, 0, 0});
+        unlink(path(is.name).c_str());
+        if (is.object != state::ABSENT)
+            put(is.name, contents[is.object]);
+        if (is.side == state::SAME)
+            return link(path(is.name).c_str(), path(side).c_str()) == 0;
+        if (is.side != state::NO_SIDE)
+            put(side, is.side == state::MARKER ? "" : is.side == state::OTHER ? old : torn);
+        return true;
+    }
+
+    static int32_t act(char action)
+    {
+        char room[512];
+        return gated([&] {
+            return action == 'w'   ? vorn_write("a", 0, 5, "fresh")
+                   : action == 'c' ? vorn_create("a", 512, 0)
+                   : action == 'd' ? vorn_remove("a")
+                                   : vorn_read("a", 0, 512, room);
+        });
+    }
+
+    void expect_result(const state &is, char action)
+    {
+        const std::string what = is.name + " " + std::to_string(is.object) + " " + std::to_string(is.side) + " " + action;
+        const int now = is.effective();
+        const bool good = now >= state::OLD;
+        const int32_t missing = now == state::ABSENT ? -ENODATA : -1;
+        std::string bytes = good ? text(10, !is.header() && now == state::NEW ? 2 : 0) : "";
+        bytes.resize(is.header() && now == state::NEW ? 20 : bytes.size());
+        const int32_t result = act(action);
+        if (action == 'r') {
+            EXPECT_EQ(result, is.header() && !good ? missing : static_cast<int32_t>(bytes.size())) << what;
+            EXPECT_EQ(read_all().bytes, bytes) << what;
+            EXPECT_TRUE(!good || files().count("VORN_OLD_" + is.name) == 0) << what;
+        } else if (action == 'w') {
+            EXPECT_EQ(result, good || (now == state::ABSENT && !is.header()) ? 5 : is.header() ? missing : 0) << what;
+            EXPECT_EQ(read_all().bytes.substr(0, 5), result == 5 ? "fresh" : bytes.substr(0, 5)) << what;
+        } else if (action == 'c') {
+            EXPECT_EQ(result, !is.header() || good ? -EEXIST : now == state::ABSENT ? 0 : -1) << what;
+        }
+        const int32_t removed = action == 'd' ? result : act('d');
+        const bool there = !is.header() || now != state::ABSENT || action == 'c';
+        EXPECT_EQ(removed, there ? 0 : -ENODATA) << what;
+        EXPECT_TRUE(!there || files().empty()) << what;
+    }
+
+    // With call `trip` failing, the action does what it does otherwise, or nothing.
+    bool expect_no_loss(const state &is, char action, long trip, long span)
+    {
+        prepare_state(is);
+        const content before = read_all();
+        prepare_state(is);
+        act(action);
+        const content after = read_all();
+        prepare_state(is);
+        the_gate.counted = FILE_CALL | SIDE_CALL | MEMORY_CALL;
+        the_gate.trip = trip;
+        the_gate.span = span;
+        const int32_t result = act(action);
+        const bool fired = the_gate.fired;
+        const std::string what = the_gate.tripped;
+        reset_gate(directory);
+        const content now = read_all();
+        const bool same = now.status == before.status && now.bytes == before.bytes;
+        EXPECT_TRUE(same || (now.status == after.status && now.bytes == after.bytes) || action == 'd')
+            << is.name << " " << is.object << " " << is.side << " " << action << ", call " << trip << " " << what << " and "
+            << span - 1 << " more, result " << result << ": " << now.status << " " << now.bytes;
+        return fired;
+    }
+};
+
+TEST_F(States, AreSettled)
+{
+    long states = 0;
+    long faults = 0;
+    for (const char *name : {"VORN_DATA_a_0", "VORN_HDR_a"}) {
+        for (int object = state::ABSENT; object < state::OBJECTS; ++object) {
+            for (int side = state::NO_SIDE; side < state::SIDES; ++side) {
+                for (const char action : {'r', 'w', 'c', 'd'}) {
+                    const state is = {name, object, side};
+                    if (!prepare_state(is))
                         continue;
-                    if (side != NO_SIDE && side != SAME)
-                        put(std::string("VORN_OLD_") + name, side == MARKER ? "" : side == OTHER ? old : torn);
+                    expect_result(is, action);
                     ++states;
-                    // What the object is, by all that stands there.
-                    const int is = object >= OLD                    ? object
-                                   : side == OTHER                  ? OLD
-                                   : side == MARKER || object == NONE || (object == EMPTY && side == SAME) ? NONE
-                                                                      : TORN;
-                    const std::string state = std::string(name) + " object " + std::to_string(object) + " side " +
-                                              std::to_string(side) + " " + action;
-                    const int32_t missing = is == NONE ? -ENODATA : -1;
-                    if (action[0] == 'r' && action[2] == 'a') {
-                        const content now = read_all();
-                        std::string bytes = is < OLD ? "" : text(10, !header && is == NEW ? 2 : 0);
-                        bytes.resize(header && is == NEW ? 20 : bytes.size());
-                        EXPECT_EQ(now.status, header && is < OLD ? missing : 0) << state;
-                        EXPECT_EQ(now.bytes, bytes) << state;
-                        EXPECT_TRUE(is < OLD || access(beside.c_str(), F_OK) != 0) << state;
-                    } else if (action[0] == 'w') {
-                        const int32_t expected = is >= OLD || (is == NONE && !header) ? 5 : header ? missing : 0;
-                        EXPECT_EQ(write_a(0, "fresh"), expected) << state;
-                        EXPECT_TRUE(expected != 5 || read_all().bytes.substr(0, 5) == "fresh") << state;
-                    } else if (action[0] == 'c') {
-                        const int32_t expected = !header || is >= OLD ? -EEXIST : is == NONE ? 0 : -1;
-                        EXPECT_EQ(gated([] { return vorn_create("a", 512, 0); }), expected) << state;
+                    for (const long span : {1, 2}) {
+                        for (long trip = 1; expect_no_loss(is, action, trip, span); ++trip)
+                            ++faults;
                     }
-                    const int32_t removed = gated([] { return vorn_remove("a"); });
-                    if (!header || is >= OLD || is == TORN || action[0] == 'c')
-                        EXPECT_TRUE(removed == 0 && files().empty()) << state << " leaves " << files().begin()->first;
-                    else
-                        EXPECT_EQ(removed, -ENODATA) << state;
                 }
             }
         }
     }
-    printf("%ld states\n", states);
+    printf("%ld states, %ld faults in them\n", states, faults);
 }
 
 }   // namespace

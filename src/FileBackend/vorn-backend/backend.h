@@ -41,7 +41,8 @@ using loaded_object = std::unique_ptr<backend_buffer, free_loaded_object>;
 constexpr uint32_t ALIAS_ROOM = 64;
 
 /* Objects of which nobody knows whether they exist: number `first` and those
- * after it, each named by `name`. */
+ * after it, each named by `name`. A deletion takes them along because it has the
+ * data directory at hand, which it asks for once. */
 struct backend_leftovers {
     void (*name)(char (&alias)[ALIAS_ROOM], const char *label, int32_t index);
     const char *label;
@@ -69,8 +70,9 @@ int32_t file_save_data(const char *alias, backend_buffer bytes, object_change *c
 
 /*
  * Deletes an object. BACKEND_ERR_ALIAS_STATE when there is none. As a part of a
- * change, it sets aside what the object holds. Otherwise those of the leftovers
- * that exist are deleted before it, up to the first that does not.
+ * change, it sets aside what the object holds. Otherwise the leftovers, up to the
+ * first that does not exist, are deleted before it, and it stays when one of them
+ * cannot be deleted.
  */
 int32_t file_remove_alias(const char *alias, object_change *change);
 int32_t file_remove_alias(const char *alias, const backend_leftovers *leftovers = nullptr);

@@ -94,6 +94,15 @@ int32_t file_get_data(const char *path, backend_buffer **out, bool *refused)
     return status;
 }
 
+int32_t file_get_data(const object_path &path, backend_buffer **out)
+{
+    bool refused = false;
+    const int32_t status = file_get_data(path.object, out, &refused);
+    if (status == 0)
+        drop_side_file(path);
+    return refused ? recover_object(path, status, out) : status;
+}
+
 int32_t file_get_data(const char *alias, backend_buffer **out)
 {
     const owned<char> directory(app_get_data_path());
@@ -106,9 +115,5 @@ int32_t file_get_data(const char *alias, backend_buffer **out)
         LOG_ERROR("Path for %s is too long", alias);
         return BACKEND_ERR_PATH;
     }
-    bool refused = false;
-    const int32_t status = file_get_data(path.object, out, &refused);
-    if (status == 0)
-        drop_side_file(path);
-    return refused ? recover_object(path, status, out) : status;
+    return file_get_data(path, out);
 }

@@ -10,20 +10,37 @@
 
 // The stages of a deletion bear the operation's name, because their messages do.
 
-static void remove_leftovers(const char *directory, const backend_leftovers &leftovers, object_path *path)
+static presence find_leftover(const char *directory, const backend_leftovers &leftovers, int32_t index,
+                              object_path *path)
 {
     char alias[ALIAS_ROOM];
-    for (int32_t index = leftovers.first;; ++index) {
-        leftovers.name(alias, leftovers.label, index);
-        if (!set_object_path(path, directory, alias) || !object_stands(*path))
-            return;
-        if (remove_side_file(*path) == side_removal::REFUSED ||
-            (unlinkat(AT_FDCWD, path->object, 0) != 0 && errno != ENOENT))
-            LOG_ERROR("unlink for %s failed : %m", path->object);
-    }
+    leftovers.name(alias, leftovers.label, index);
+    return set_object_path(path, directory, alias) ? object_presence(*path) : presence::ABSENT;
 }
 
-// Finds where the object lies.
+// Deletes the leftovers, the last one first: where that is cut short, no gap
+// hides the rest from the next time.
+static int32_t file_remove_alias(const char *directory, const backend_leftovers &leftovers, object_path *path)
+{
+    int32_t index = leftovers.first;
+    presence found = find_leftover(directory, leftovers, index, path);
+    while (found == presence::PRESENT)
+        found = find_leftover(directory, leftovers, ++index, path);
+    if (found == presence::UNKNOWN) {
+        LOG_ERROR("lstat for %s failed : %m", path->object);
+        return BACKEND_ERR_PATH;
+    }
+    while (index > leftovers.first) {
+        find_leftover(directory, leftovers, --index, path);
+        if (!settle_object(*path) || (unlinkat(AT_FDCWD, path->object, 0) != 0 && errno != ENOENT)) {
+            LOG_ERROR("unlink for %s failed : %m", path->object);
+            return BACKEND_ERR_PATH;
+        }
+    }
+    return 0;
+}
+
+// Finds where the object lies, and deletes the leftovers there.
 static int32_t file_remove_alias(const char *alias, const backend_leftovers *leftovers, object_path *path)
 {
     const owned<char> directory(app_get_data_path());
@@ -31,8 +48,9 @@ static int32_t file_remove_alias(const char *alias, const backend_leftovers *lef
         LOG_ERROR("app_get_data_path failed");
         return -ENOMEM;
     }
-    if (leftovers != nullptr)
-        remove_leftovers(directory.get(), *leftovers, path);
+    const int32_t status = leftovers != nullptr ? file_remove_alias(directory.get(), *leftovers, path) : 0;
+    if (status != 0)
+        return status;
     if (!set_object_path(path, directory.get(), alias)) {
         LOG_ERROR("Path for %s is too long", alias);
         return BACKEND_ERR_PATH;
@@ -56,12 +74,7 @@ int32_t file_remove_alias(const char *alias, const backend_leftovers *leftovers)
     const int32_t status = file_remove_alias(alias, leftovers, &path);
     if (status != 0)
         return status;
-    switch (remove_side_file(path)) {
-    case side_removal::GO_ON:
-        break;
-    case side_removal::ONLY_COPY:
-        return 0;
-    case side_removal::REFUSED:
+    if (!settle_object(path)) {
         LOG_ERROR("unlink for %s failed : %m", path.side);
         return BACKEND_ERR_PATH;
     }

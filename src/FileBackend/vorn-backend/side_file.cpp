@@ -1,7 +1,8 @@
 // A 32-bit lstat fails on inode numbers of 64 bits, which xfs, btrfs and tmpfs
-// have. No off_t leaves this file.
+// have, and on a file from after 2038. No off_t and no time leaves this file.
 #ifndef __LP64__
 #define _FILE_OFFSET_BITS 64
+#define _TIME_BITS 64
 #endif
 
 #include "FileBackend/vorn-backend/side_file.h"
@@ -19,40 +20,29 @@
 
 namespace {
 
-bool exists(const char *path)
-{
-    struct stat status;
-    return lstat(path, &status) == 0;
-}
-
 // unlink is for the objects that the store deletes.
 bool delete_file(const char *path)
 {
     return unlinkat(AT_FDCWD, path, 0) == 0 || errno == ENOENT;
 }
 
+// Only "no such file" means that there is none: what cannot be looked up may be
+// the last good version.
 object_change::side kept_beside(const object_path &path)
 {
     struct stat status;
-    if (lstat(path.side, &status) != 0 || !S_ISREG(status.st_mode))
+    if (lstat(path.side, &status) != 0)
+        return errno == ENOENT ? object_change::NOTHING : object_change::UNKNOWN;
+    if (!S_ISREG(status.st_mode))
         return object_change::NOTHING;
     return status.st_size == 0 ? object_change::MARKER : object_change::VERSION;
 }
 
-// The errors that will meet the new file as well, or that leave a side file of
-// unknown age. After any other the file system just knows no such call.
+// The errors that will meet the new file as well, and a side file that is not of
+// this change. After any other error the file system just knows no such call.
 bool is_grave(int error)
 {
     return error == ENOSPC || error == EDQUOT || error == ENOMEM || error == EIO || error == EEXIST;
-}
-
-bool link_aside(const object_path &path)
-{
-    if (link(path.object, path.side) == 0)
-        return true;
-    // What stands there is left over from an earlier change. It is not what the
-    // object holds now.
-    return errno == EEXIST && delete_file(path.side) && link(path.object, path.side) == 0;
 }
 
 void bring_back(const object_path &path)
@@ -67,32 +57,33 @@ void bring_back(const object_path &path)
 int32_t load_side_file(const object_path &path, backend_buffer **out, bool *refused)
 {
     const int32_t status = file_get_data(path.side, out, refused);
-    if (status == 0)
+    if (status == 0) {
+        LOG_WARNING("Going back to the previous version of %s", path.object);
         bring_back(path);
+    }
     return status;
 }
 
-// Whether a marker stands at the side file's place after all.
+// Makes a marker of what stands in its place, unless that is the object itself.
 bool mark_over(const object_path &path)
 {
-    if (kept_beside(path) == object_change::MARKER)
+    const object_change::side kept = kept_beside(path);
+    if (kept == object_change::MARKER)
         return true;
     backend_buffer *previous = nullptr;
     bool refused = false;
-    const int32_t status = load_side_file(path, &previous, &refused);
+    if (kept == object_change::VERSION)
+        load_side_file(path, &previous, &refused);
     const loaded_object release(previous);
-    if (status == 0 || !refused) {
-        errno = EEXIST;
-        return false;
-    }
-    return delete_file(path.side) && mknod(path.side, S_IFREG | 0600, 0) == 0;
+    errno = EEXIST;
+    return refused && delete_file(path.side) && mknod(path.side, S_IFREG | 0600, 0) == 0;
 }
 
 }   // namespace
 
 object_change::aside object_change::set_aside()
 {
-    if (link_aside(path)) {
+    if (link(path.object, path.side) == 0) {
         kept = VERSION;
         return GO_ON;
     }
@@ -107,10 +98,15 @@ object_change::aside object_change::set_aside()
 
 bool object_change::mark_new()
 {
+    if (kept == VERSION)
+        return true;
     // What exists without having been set aside is not ours to undo: the
     // exclusive create will refuse it.
-    if (kept == VERSION || exists(path.object))
+    struct stat status;
+    if (lstat(path.object, &status) == 0)
         return true;
+    if (errno != ENOENT)
+        return false;
     if (mknod(path.side, S_IFREG | 0600, 0) == 0 || (errno == EEXIST && mark_over(path)))
         kept = MARKER;
     return kept == MARKER || !is_grave(errno);
@@ -139,16 +135,18 @@ void object_change::put_back()
 
 void drop_side_file(const object_path &path)
 {
-    if (exists(path.side))
+    if (kept_beside(path) != object_change::NOTHING)
         delete_file(path.side);
 }
 
 int32_t recover_object(const object_path &path, int32_t status, backend_buffer **out)
 {
-    bool refused = false;
     switch (kept_beside(path)) {
     case object_change::NOTHING:
         return status;
+    case object_change::UNKNOWN:
+        LOG_ERROR("lstat for %s failed : %m", path.side);
+        return BACKEND_ERR_IO;
     case object_change::MARKER:
         if (delete_file(path.object))
             delete_file(path.side);
@@ -156,24 +154,32 @@ int32_t recover_object(const object_path &path, int32_t status, backend_buffer *
     case object_change::VERSION:
         break;
     }
-    if (load_side_file(path, out, &refused) != 0)
+    bool refused = false;
+    const int32_t kept = load_side_file(path, out, &refused);
+    if (refused)
         return status;
-    LOG_WARNING("An interrupted change of %s was undone", path.object);
-    return 0;
+    return kept == BACKEND_ERR_ALIAS_STATE ? BACKEND_ERR_IO : kept;
 }
 
-side_removal remove_side_file(const object_path &path)
+bool settle_object(const object_path &path)
 {
+    if (kept_beside(path) == object_change::NOTHING)
+        return true;
+    backend_buffer *object = nullptr;
+    file_get_data(path, &object);
+    const loaded_object release(object);
+    return delete_file(path.side);   // one that the load could not use
+}
+
+presence object_presence(const object_path &path)
+{
+    struct stat status;
+    if (lstat(path.object, &status) == 0)
+        return presence::PRESENT;
+    if (errno != ENOENT)
+        return presence::UNKNOWN;
     const object_change::side kept = kept_beside(path);
-    if (kept == object_change::NOTHING)
-        return side_removal::GO_ON;
-    const bool only_copy = kept == object_change::VERSION && !exists(path.object);
-    if (!delete_file(path.side))
-        return side_removal::REFUSED;
-    return only_copy ? side_removal::ONLY_COPY : side_removal::GO_ON;
-}
-
-bool object_stands(const object_path &path)
-{
-    return exists(path.object) || kept_beside(path) != object_change::NOTHING;
+    if (kept == object_change::UNKNOWN)
+        return presence::UNKNOWN;
+    return kept == object_change::NOTHING ? presence::ABSENT : presence::PRESENT;
 }

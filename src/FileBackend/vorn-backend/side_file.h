@@ -16,8 +16,8 @@
  * This needs a file system that keeps its directory operations in order, and no
  * flush: the synchronous write of the new content carries all that went before.
  *
- * It is silent but for the one warning of a load that brought a previous version
- * back. Its calls are link, mknod, rename, unlinkat and lstat, so that whoever
+ * It is silent but for the warning of a load that goes back to a previous version
+ * and for what keeps it from its work. Its calls are link, mknod, rename, unlinkat and lstat, so that whoever
  * watches open, read, write, close and unlink sees the plain sequence.
  */
 #pragma once
@@ -32,7 +32,7 @@ struct backend_buffer;
  * is handed this record. A change that was not completed is undone when the
  * record goes out of scope. */
 struct object_change {
-    enum side { NOTHING, MARKER, VERSION };
+    enum side { NOTHING, MARKER, VERSION, UNKNOWN };
 
     side kept = NOTHING;    // what the side file is
     bool created = false;   // the object's file is of our making
@@ -43,9 +43,8 @@ struct object_change {
     object_change(const object_change &) = delete;
     object_change &operator=(const object_change &) = delete;
 
-    /* Before the deletion, of an object that has been loaded well. MOVED: the
-     * object was renamed, so nothing is left to delete. REFUSED: it must stay,
-     * because it cannot be kept; errno says why. */
+    /* Before the deletion. MOVED: the object was renamed, so nothing is left to
+     * delete. REFUSED: it must stay, because it cannot be kept; errno says why. */
     enum aside { GO_ON, MOVED, REFUSED };
     aside set_aside();
 
@@ -66,15 +65,16 @@ void drop_side_file(const object_path &path);
 
 /* After a load that failed with `status` because the object is absent or its
  * content refused: settles an interrupted change. Returns 0 with the previous
- * version in *out, BACKEND_ERR_ALIAS_STATE when there was nothing before, and
- * `status` when no change was interrupted. */
+ * version in *out, BACKEND_ERR_ALIAS_STATE when there was nothing before,
+ * `status` when no change was interrupted, and another code when that cannot be
+ * told now. */
 int32_t recover_object(const object_path &path, int32_t status, backend_buffer **out);
 
-/* Before a deletion that is not part of a change: the side file goes first, or
- * it would bring the object back. ONLY_COPY: the object stood nowhere else and
- * is deleted now. REFUSED: the side file could not be deleted; errno says why. */
-enum class side_removal { GO_ON, ONLY_COPY, REFUSED };
-side_removal remove_side_file(const object_path &path);
+/* Before a deletion that is not part of a change: settles an interrupted one, so
+ * that deleting the object's file is all that is left to do. Returns false, with
+ * errno set, when a side file stays that could bring the object back. */
+bool settle_object(const object_path &path);
 
-/* Whether the object's file or its side file exists. */
-bool object_stands(const object_path &path);
+/* Whether there is an object's file or a side file. */
+enum class presence { ABSENT, PRESENT, UNKNOWN };
+presence object_presence(const object_path &path);
