@@ -3,8 +3,8 @@
  *
  * A data space is an array of bytes under a short label, cut into blocks of
  * one size. Its header and each of its blocks are one encrypted file in the
- * application's private data directory; a file that was damaged or changed is
- * refused when it is read back.
+ * application's private data directory; a file that was damaged, or changed
+ * without the key, is refused when it is read back.
  *
  * Labels. A label is a NUL-terminated string of at most 32 bytes before the
  * NUL; the empty string is a label too. It becomes part of file names as it
@@ -19,9 +19,11 @@
  * Every call frees all that it allocated before it returns.
  *
  * Durability. The bytes of a stored file have reached storage when the call
- * that stored it returns. A file that is being replaced keeps its old content
- * until its new content is complete, also when the process is killed or the
- * power goes in between.
+ * that stored it returns. On a file system that keeps its directory operations
+ * in order, a file that is being replaced keeps its old content until its new
+ * content is complete, also when the process is killed or the power goes in
+ * between; not so where its path leaves no room, in 255 characters, for nine
+ * more.
  *
  * Faults are told in the platform's log under the tag "VORN", where they
  * happen. The results below are negative errno values, or -1.
@@ -63,8 +65,8 @@ extern "C" {
  *  -12   (-ENOMEM) Out of memory.
  *   -1   The header could not be stored; also when a header that cannot be
  *        read stands in the way: vorn_remove clears it.
- * With VORN_CREATE_REPLACE the old data space is gone when -12 or -1 is
- * returned after its removal.
+ * With VORN_CREATE_REPLACE the blocks of the old data space, and mostly its
+ * header, are gone when -12 or -1 is returned after its removal.
  */
 VORN_API int32_t vorn_create(const char *label, uint32_t block_size, uint32_t flags);
 
@@ -74,10 +76,12 @@ VORN_API int32_t vorn_create(const char *label, uint32_t block_size, uint32_t fl
  *
  * Returns
  *    0   The data space is gone. The file system may need until its next
- *        commit to make that final: the library does not force one.
+ *        commit to make that final: the library does not force one. A block
+ *        that could not be deleted stays, and only the log tells; so do blocks
+ *        behind a missing one when the header was damaged.
  *  -22   (-EINVAL) The label is NULL or too long.
- *  -61   (-ENODATA) There is no such data space.
- *   -1   The header could not be deleted.
+ *  -61   (-ENODATA) There is no such data space, or its header cannot be opened.
+ *   -1   The header could not be deleted. Its blocks mostly are.
  */
 VORN_API int32_t vorn_remove(const char *label);
 
@@ -92,7 +96,8 @@ VORN_API int32_t vorn_remove(const char *label);
  * buffer  the bytes.
  *
  * Returns the number of bytes written: a count less than length means that a
- * block could not be stored, or that length was cut. The bytes that it counts
+ * block could not be stored, or that length was cut. A block that cannot be
+ * read cannot be written either, not even whole. The bytes that the count covers
  * are on storage when the call returns. Where the write should have made the
  * data space longer but the header could not be replaced, which only the log
  * tells, the blocks are stored and the length stays as it was. Several blocks
@@ -101,9 +106,9 @@ VORN_API int32_t vorn_remove(const char *label);
  * Or returns
  *  -22   (-EINVAL) The label is NULL or too long, length is 0, or buffer is
  *        NULL.
- *  -61   (-ENODATA) There is no such data space.
+ *  -61   (-ENODATA) There is no such data space, or its header cannot be opened.
  *   -5   (-EIO) The header is not a header.
- *   -1   The header could not be read.
+ *   -1   The header could not be read; also for want of memory.
  *  -34   (-ERANGE) offset lies beyond the end of the data, or the data space
  *        cannot grow any more.
  *  -12   (-ENOMEM) Out of memory. Blocks may have been stored, but the data
@@ -126,9 +131,9 @@ VORN_API int32_t vorn_write(const char *label, uint32_t offset, uint32_t length,
  * Or returns
  *  -22   (-EINVAL) The label is NULL or too long, length is 0, or buffer is
  *        NULL.
- *  -61   (-ENODATA) There is no such data space.
+ *  -61   (-ENODATA) There is no such data space, or its header cannot be opened.
  *   -5   (-EIO) The header is not a header.
- *   -1   The header could not be read.
+ *   -1   The header could not be read; also for want of memory.
  *  -34   (-ERANGE) offset lies at or beyond the end of the data.
  */
 VORN_API int32_t vorn_read(const char *label, uint32_t offset, uint32_t length, void *buffer);
