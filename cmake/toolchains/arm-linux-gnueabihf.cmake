@@ -13,7 +13,7 @@ set(CMAKE_CXX_COMPILER ${triplet}-g++)
 set(VORN_SYSROOT "${CMAKE_BINARY_DIR}/sysroot" CACHE PATH "Where scripts/arm-sysroot has unpacked libcrypto")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VORN_SYSROOT)
 
-set(CMAKE_FIND_ROOT_PATH "${VORN_SYSROOT}" /usr/${triplet})
+list(APPEND CMAKE_FIND_ROOT_PATH "${VORN_SYSROOT}" /usr/${triplet})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
@@ -24,5 +24,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_C_STANDARD_INCLUDE_DIRECTORIES "${VORN_SYSROOT}/usr/include/${triplet}")
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES "${VORN_SYSROOT}/usr/include/${triplet}")
 
+# The linker follows the libraries of a library to the sysroot as well.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${VORN_SYSROOT}/usr/lib/${triplet}")
+
 # Programs find libcrypto by the path that they are linked with.
 set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-arm;-L;/usr/${triplet}")
+
+set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
