@@ -10,6 +10,7 @@ set(pkgconfig_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 install(TARGETS vorn EXPORT vorn-targets
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT vorn
     FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT vorn)
+install(FILES man/vorn.3 DESTINATION "${CMAKE_INSTALL_MANDIR}/man3" COMPONENT vorn)
 
 # The library finds the stand-ins beside itself. They are exported because a
 # linker that follows the library to its own libraries has to be told where these
