@@ -56,6 +56,7 @@ extern const int workload_count;
 /* What every space is filled with, and what is written: LENGTH_MAX bytes. */
 const unsigned char *sample_bytes();
 
-/* Call number `turn` of a workload in a space of `space` bytes. Successive turns
- * meet different blocks. */
+/* Call number `turn` of a workload in a space of `space` bytes. What moves a block
+ * or a part of one meets the blocks in no order, what moves more goes on from
+ * turn to turn. */
 bool perform(const store &s, const workload &w, uint32_t space, uint32_t turn);
