@@ -142,6 +142,11 @@ static bool leave_same_files(const place &at, const workload &w)
     return true;
 }
 
+static bool share_spaces(const workload &a, const workload &b)
+{
+    return a.space == b.space && a.block_size == b.block_size;
+}
+
 // A large space tells how the library's share grows. SQLCipher's part in that is
 // not worth the time.
 static size_t members_of(const workload &w)
@@ -176,7 +181,7 @@ static bool give_spaces(const place &at, const workload &w)
 static double quantile(samples values, double which)
 {
     std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values[static_cast<size_t>(which * static_cast<double>(values.size() - 1) + 0.5)];
+    return values[static_cast<size_t>(which * static_cast<double>(values.size() - 1) + 0.5)];
 }
 
 static double median(const samples &values)
@@ -184,6 +189,9 @@ static double median(const samples &values)
     return quantile(values, 0.5);
 }
 
+// The library shall be ahead of SQLCipher in every read outside of SQLCipher's
+// page cache, which is of 2 MB, in every write on tmpfs, and on a disk in those
+// that the default journal mode commits.
 static double print_row(const place &at, const workload &w, collector *measured)
 {
     const samples &own = measured->times[library.name];
@@ -192,19 +200,22 @@ static double print_row(const place &at, const workload &w, collector *measured)
     for (size_t i = 0; i < own.size(); ++i)
         ratios.push_back(own[i] / floor[i]);
     const double ratio = median(own) / median(floor);
-    printf("| %s | %s | %.1f µs | %.1f µs | %.2f (%.2f to %.2f) |", w.name, at.name.c_str(), median(floor) * 1e6,
-           median(own) * 1e6, ratio, quantile(ratios, 0.25), quantile(ratios, 0.75));
+    printf("| %s | %s | %.1f µs | %.1f µs | %.2f (%.2f to %.2f) |", w.name, at.name.c_str(),
+           median(floor) * 1e6, median(own) * 1e6, ratio, quantile(ratios, 0.25), quantile(ratios, 0.75));
     const double aim = at.is_disk ? w.disk_aim : w.tmpfs_aim;
     if (aim != 0)
         printf(" %.2f%s |", aim, ratio < aim + 0.005 ? "" : ", missed");
     else
         printf(" |");
-    for (const char *other : {"sqlcipher-delete", "sqlcipher-wal"}) {
-        const samples &theirs = measured->times[other];
-        if (theirs.empty())
+    for (const bool wal : {false, true}) {
+        const samples &theirs = measured->times[wal ? "sqlcipher-wal" : "sqlcipher-delete"];
+        if (theirs.empty()) {
             printf(" |");
-        else
-            printf(" %.2f |", median(theirs) / median(own));
+            continue;
+        }
+        const bool aimed_at = w.what == action::READ ? w.space > 2 * MIB : !at.is_disk || !wal;
+        const double other = median(theirs) / median(own);
+        printf(" %.2f%s |", other, aimed_at && other < 0.995 ? ", missed" : "");
     }
     printf("\n");
     fflush(stdout);
@@ -237,15 +248,10 @@ static bool measure(const place &at, const workload &w, double seconds, collecto
 
 static bool measure_all(const place &at, double seconds)
 {
-    for (int i = 0; i < workload_count; ++i) {
-        if (!leave_same_files(at, workloads[i]))
-            return false;
-    }
     std::map<std::string, double> ratios;
     for (int i = 0; i < workload_count; ++i) {
         const workload &w = workloads[i];
-        const bool shares = i > 0 && workloads[i - 1].space == w.space && workloads[i - 1].block_size == w.block_size;
-        if (!shares && !give_spaces(at, w))
+        if ((i == 0 || !share_spaces(w, workloads[i - 1])) && !give_spaces(at, w))
             return false;
         // A flush takes its time, and not always the same.
         const bool flushes = at.is_disk && w.what != action::READ;
@@ -253,6 +259,9 @@ static bool measure_all(const place &at, double seconds)
         if (!measure(at, w, flushes ? 3 * seconds : seconds, &measured))
             return false;
         ratios[w.name] = print_row(at, w, &measured);
+        // Block by block: a disk that is told of freed places is told in few words.
+        if ((i + 1 == workload_count || !share_spaces(w, workloads[i + 1])) && !is_fresh(w))
+            plain_floor.remove();
     }
     for (const std::string what : {"4096 read", "4096 overwrite"}) {
         const double growth = ratios[what + ", 256 MiB"] / ratios[what + ", 1 MiB"];
@@ -285,8 +294,12 @@ int main(int argc, char **argv)
         return 2;
     }
     printf("| workload | where | floor | library | ratio (middle half of the rounds) | aim"
-           " | SQLCipher DELETE to library | SQLCipher WAL to library |\n"
+           " | SQLCipher to library, journal DELETE | journal WAL |\n"
            "|---|---|---|---|---|---|---|---|\n");
+    for (int i = 0; i < workload_count; ++i) {
+        if (!leave_same_files(places[0], workloads[i]))
+            return 1;
+    }
     for (const place &at : places) {
         if (!measure_all(at, seconds))
             return 1;

@@ -35,27 +35,30 @@ constexpr uint32_t DIGEST = 32;
 static unsigned char plain[BLOCK_MAX + DIGEST + 16];
 static unsigned char sealed[BLOCK_MAX + DIGEST + 16];
 static unsigned char block[BLOCK_MAX];
-static EVP_CIPHER_CTX *cipher_context;
+static EVP_CIPHER_CTX *encryption;
+static EVP_CIPHER_CTX *decryption;
 static EVP_MD_CTX *digest_context;
-static const EVP_CIPHER *cipher;
 static const EVP_MD *digest;
 static char header_path[256];
 static char block_path[256];
 static char *block_number;   // where in block_path it goes
 
-static void prepare_primitives()
+static bool prepare_primitives()
 {
-    if (cipher != nullptr)
-        return;
+    if (digest != nullptr)
+        return true;
 #if OPENSSL_VERSION_NUMBER >= 0x30000000L
-    cipher = EVP_CIPHER_fetch(nullptr, "AES-256-CBC", nullptr);
+    const EVP_CIPHER *cipher = EVP_CIPHER_fetch(nullptr, "AES-256-CBC", nullptr);
     digest = EVP_MD_fetch(nullptr, "SHA256", nullptr);
 #else
-    cipher = EVP_aes_256_cbc();
+    const EVP_CIPHER *cipher = EVP_aes_256_cbc();
     digest = EVP_sha256();
 #endif
-    cipher_context = EVP_CIPHER_CTX_new();
+    encryption = EVP_CIPHER_CTX_new();
+    decryption = EVP_CIPHER_CTX_new();
     digest_context = EVP_MD_CTX_new();
+    return EVP_EncryptInit_ex(encryption, cipher, nullptr, key, zero_iv) == 1 &&
+           EVP_DecryptInit_ex(decryption, cipher, nullptr, key, zero_iv) == 1;
 }
 
 static const char *path_of(uint32_t index)
@@ -80,7 +83,8 @@ static bool digest_of(const unsigned char *bytes, uint32_t length, unsigned char
            EVP_DigestFinal_ex(digest_context, out, nullptr) == 1;
 }
 
-// Leaves the content in `plain` and tells how much it is; 0: there is none.
+// Leaves the content in `plain` and tells how much it is; 0: there is none. The
+// key is set again as for each object of its own: that belongs to the work.
 static uint32_t load(const char *path)
 {
     const int file = open(path, O_RDONLY | O_NONBLOCK);
@@ -88,14 +92,14 @@ static uint32_t load(const char *path)
         return 0;
     const off_t size = lseek(file, 0, SEEK_END);
     lseek(file, 0, SEEK_SET);
-    const bool complete =
-        size > 0 && size <= static_cast<off_t>(sizeof sealed) && read(file, sealed, static_cast<size_t>(size)) == size;
+    const bool fits = size > 0 && size <= static_cast<off_t>(sizeof sealed);
+    const bool complete = fits && read(file, sealed, static_cast<size_t>(size)) == size;
     close(file);
     int updated = 0;
     int finished = 0;
-    if (!complete || EVP_DecryptInit_ex(cipher_context, cipher, nullptr, key, zero_iv) != 1 ||
-        EVP_DecryptUpdate(cipher_context, plain, &updated, sealed, static_cast<int>(size)) != 1 ||
-        EVP_DecryptFinal_ex(cipher_context, plain + updated, &finished) != 1)
+    if (!complete || EVP_DecryptInit_ex(decryption, nullptr, nullptr, key, zero_iv) != 1 ||
+        EVP_DecryptUpdate(decryption, plain, &updated, sealed, static_cast<int>(size)) != 1 ||
+        EVP_DecryptFinal_ex(decryption, plain + updated, &finished) != 1)
         return 0;
     const uint32_t length = static_cast<uint32_t>(updated + finished) - DIGEST;
     unsigned char found[DIGEST];
@@ -109,9 +113,9 @@ static int seal(uint32_t length)
     int updated = 0;
     int finished = 0;
     if (!digest_of(plain, length, plain + length) ||
-        EVP_EncryptInit_ex(cipher_context, cipher, nullptr, key, zero_iv) != 1 ||
-        EVP_EncryptUpdate(cipher_context, sealed, &updated, plain, static_cast<int>(length + DIGEST)) != 1 ||
-        EVP_EncryptFinal_ex(cipher_context, sealed + updated, &finished) != 1)
+        EVP_EncryptInit_ex(encryption, nullptr, nullptr, key, zero_iv) != 1 ||
+        EVP_EncryptUpdate(encryption, sealed, &updated, plain, static_cast<int>(length + DIGEST)) != 1 ||
+        EVP_EncryptFinal_ex(encryption, sealed + updated, &finished) != 1)
         return -1;
     return updated + finished;
 }
@@ -143,11 +147,10 @@ static bool load_header(header_record *header)
 
 static bool floor_open(const char *directory)
 {
-    prepare_primitives();
     snprintf(header_path, sizeof header_path, "%s/VORN_HDR_bench", directory);
     const int length = snprintf(block_path, sizeof block_path, "%s/VORN_DATA_bench_", directory);
     block_number = block_path + length;
-    return length > 0 && length < static_cast<int>(sizeof block_path) - 12;
+    return length > 0 && length < static_cast<int>(sizeof block_path) - 12 && prepare_primitives();
 }
 
 static bool save_unflushed(const char *path, int size)
@@ -233,4 +236,5 @@ static bool floor_read(uint32_t offset, uint32_t length, unsigned char *bytes)
     return true;
 }
 
-const store plain_floor = {"floor", floor_open, floor_fill, floor_create, floor_remove, floor_write, floor_read};
+const store plain_floor = {"floor",      floor_open,  floor_fill, floor_create,
+                           floor_remove, floor_write, floor_read};

@@ -4,12 +4,10 @@
  * that has reached storage after each call.
  */
 #include <sqlcipher/sqlite3.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <string>
 
 #include "store.h"
 
@@ -50,8 +48,6 @@ static bool open_database(const char *directory)
     sqlite3_close(c->database);
     char path[256];
     snprintf(path, sizeof path, "%s/%s.db", directory, mode == WAL ? "wal" : "delete");
-    for (const char *suffix : {"", "-journal", "-wal", "-shm"})
-        unlink((std::string(path) + suffix).c_str());
     return sqlite3_open(path, &c->database) == SQLITE_OK &&
            execute(c->database, "PRAGMA key = \"x'000102030405060708090a0b0c0d0e0f"
                                 "101112131415161718191a1b1c1d1e1f'\"") &&
@@ -94,12 +90,14 @@ static bool put_row(const connection *c, uint32_t number, const unsigned char *b
 }
 
 // A part of a row is what SQLite's own interface for parts is for.
-static bool move_part(const connection *c, uint32_t offset, int count, const unsigned char *in, unsigned char *out)
+static bool move_part(const connection *c, uint32_t offset, int count, const unsigned char *in,
+                      unsigned char *out)
 {
     sqlite3_blob *part = nullptr;
     const int position = static_cast<int>(offset % c->block_size);
-    bool fine = sqlite3_blob_open(c->database, "main", "space", "block", offset / c->block_size, in != nullptr,
-                                  &part) == SQLITE_OK;
+    const sqlite3_int64 number = offset / c->block_size;
+    bool fine =
+        sqlite3_blob_open(c->database, "main", "space", "block", number, in != nullptr, &part) == SQLITE_OK;
     if (fine && in != nullptr)
         fine = sqlite3_blob_write(part, in, count, position) == SQLITE_OK;
     else if (fine)
@@ -162,7 +160,12 @@ static bool fill_table(uint32_t block_size, uint32_t size)
     return execute(c->database, "COMMIT; PRAGMA synchronous = FULL");
 }
 
-const store sqlcipher_delete = {"sqlcipher-delete", open_database<DELETE>, fill_table<DELETE>, create_table<DELETE>,
-                                drop_table<DELETE>, write_rows<DELETE>,    read_rows<DELETE>};
-const store sqlcipher_wal = {"sqlcipher-wal",  open_database<WAL>, fill_table<WAL>, create_table<WAL>,
-                             drop_table<WAL>,  write_rows<WAL>,    read_rows<WAL>};
+template <int mode>
+static constexpr store store_of(const char *name)
+{
+    return {name,           open_database<mode>, fill_table<mode>, create_table<mode>, drop_table<mode>,
+            write_rows<mode>, read_rows<mode>};
+}
+
+const store sqlcipher_delete = store_of<DELETE>("sqlcipher-delete");
+const store sqlcipher_wal = store_of<WAL>("sqlcipher-wal");
