@@ -18,9 +18,18 @@ target_link_options(vorn_hardening INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noex
 
 # A shared library of C++ that needs no C++ runtime: linked as C, with only
 # those libraries that it calls.
+#
+# Optimised as one unit, with calls that go past no table: two percent of a small
+# read, for nothing.
+include(CheckIPOSupported)
+check_ipo_supported(RESULT VORN_IPO OUTPUT ipo_output LANGUAGES CXX)
 function(vorn_shared_library target)
     add_library(${target} SHARED ${ARGN})
     target_link_libraries(${target} PRIVATE vorn_flags vorn_hardening)
-    target_link_options(${target} PRIVATE -Wl,--as-needed)
+    target_compile_options(${target} PRIVATE -fno-plt)
+    target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-Bsymbolic-functions)
     set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+    if(VORN_IPO AND NOT DEFINED CMAKE_INTERPROCEDURAL_OPTIMIZATION)
+        set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION_RELEASE ON)
+    endif()
 endfunction()

@@ -38,6 +38,14 @@ object_change::side kept_beside(const object_path &path)
     return status.st_size == 0 ? object_change::MARKER : object_change::VERSION;
 }
 
+presence file_presence(const char *path)
+{
+    struct stat status;
+    if (lstat(path, &status) == 0)
+        return presence::PRESENT;
+    return errno == ENOENT ? presence::ABSENT : presence::UNKNOWN;
+}
+
 // The errors that will meet the new file as well, and a side file that is not of
 // this change. After any other error the file system just knows no such call.
 bool is_grave(int error)
@@ -67,6 +75,9 @@ int32_t load_side_file(const object_path &path, backend_buffer **out, bool *refu
 // Makes a marker of what stands in its place, unless that is the object itself.
 bool mark_over(const object_path &path)
 {
+    errno = EEXIST;
+    if (file_presence(path.object) != presence::ABSENT)
+        return false;
     const object_change::side kept = kept_beside(path);
     if (kept == object_change::MARKER)
         return true;
@@ -102,11 +113,9 @@ bool object_change::mark_new()
         return true;
     // What exists without having been set aside is not ours to undo: the
     // exclusive create will refuse it.
-    struct stat status;
-    if (lstat(path.object, &status) == 0)
-        return true;
-    if (errno != ENOENT)
-        return false;
+    const presence object = absent ? presence::ABSENT : file_presence(path.object);
+    if (object != presence::ABSENT)
+        return object == presence::PRESENT;
     if (mknod(path.side, S_IFREG | 0600, 0) == 0 || (errno == EEXIST && mark_over(path)))
         kept = MARKER;
     return kept == MARKER || !is_grave(errno);
@@ -173,11 +182,9 @@ bool settle_object(const object_path &path)
 
 presence object_presence(const object_path &path)
 {
-    struct stat status;
-    if (lstat(path.object, &status) == 0)
-        return presence::PRESENT;
-    if (errno != ENOENT)
-        return presence::UNKNOWN;
+    const presence object = file_presence(path.object);
+    if (object != presence::ABSENT)
+        return object;
     const object_change::side kept = kept_beside(path);
     if (kept == object_change::UNKNOWN)
         return presence::UNKNOWN;

@@ -36,9 +36,10 @@ struct object_change {
 
     side kept = NOTHING;    // what the side file is
     bool created = false;   // the object's file is of our making
+    bool absent;            // the caller has just looked for the object in vain
     object_path path;       // set by the save or removal
 
-    object_change() {}
+    explicit object_change(bool found_absent = false) : absent(found_absent) {}
     ~object_change() { put_back(); }
     object_change(const object_change &) = delete;
     object_change &operator=(const object_change &) = delete;
