@@ -27,7 +27,8 @@ static int usage(void)
     fputs("usage: vault put LABEL FILE [BLOCK_SIZE]   store FILE, replacing what LABEL held\n"
           "       vault append LABEL FILE             add FILE at the end of LABEL\n"
           "       vault get LABEL                     write LABEL to standard output\n"
-          "       vault rm LABEL                      remove LABEL\n", stderr);
+          "       vault rm LABEL                      remove LABEL\n",
+          stderr);
     return WRONG_CALL;
 }
 
@@ -145,8 +146,8 @@ static int store(FILE *source, const char *path, const char *label, uint32_t off
             return complain(label, meaning(written));
         }
         if ((size_t)written != got) {
-            fprintf(stderr, "vault: %s: wrote only %" PRId32 " of %zu bytes at offset %" PRIu32 "\n", label,
-                    written, got, offset);
+            fprintf(stderr, "vault: %s: wrote only %" PRId32 " of %zu bytes at offset %" PRIu32 "\n", label, written,
+                    got, offset);
             return FAILED;
         }
         offset += (uint32_t)got;
@@ -245,8 +246,7 @@ static int deliver(const char *label)
             return complain(label, meaning(got));
         }
         if (got == 0 || was_short) {
-            fprintf(stderr, "vault: %s: the block at offset %" PRIu32 " is missing or damaged\n", label,
-                    offset);
+            fprintf(stderr, "vault: %s: the block at offset %" PRIu32 " is missing or damaged\n", label, offset);
             return FAILED;
         }
         if (fwrite(piece, 1, (size_t)got, stdout) != (size_t)got) {

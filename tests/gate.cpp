@@ -71,12 +71,12 @@ void trace(const char *call, const char *path, int flags = 0)
 
 extern "C" {
 
-#define GATED(kind, error, failed, type, name, parameters, ...)                         \
-    type __real_##name parameters;                                                          \
-    type __wrap_##name parameters;                                                          \
-    type __wrap_##name parameters                                                           \
-    {                                                                                       \
-        return closed(kind, #name, error) ? failed : __real_##name(__VA_ARGS__);        \
+#define GATED(kind, error, failed, type, name, parameters, ...)                  \
+    type __real_##name parameters;                                               \
+    type __wrap_##name parameters;                                               \
+    type __wrap_##name parameters                                                \
+    {                                                                            \
+        return closed(kind, #name, error) ? failed : __real_##name(__VA_ARGS__); \
     }
 
 GATED(FILE_CALL, EIO, -1, off_t, lseek, (int file, off_t offset, int whence), file, offset, whence)
@@ -87,9 +87,11 @@ GATED(SIDE_CALL, EIO, -1, int, unlinkat, (int at, const char *path, int flags), 
 GATED(SIDE_CALL, EIO, -1, int, lstat, (const char *path, struct stat *status), path, status)
 GATED(SIDE_CALL, EIO, -1, int, lstat64, (const char *path, struct stat64 *status), path, status)
 GATED(CRYPTO_CALL, 0, 0, int, EVP_EncryptInit_ex,
-      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i), c, t, e, k, i)
+      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i), c, t, e, k,
+      i)
 GATED(CRYPTO_CALL, 0, 0, int, EVP_DecryptInit_ex,
-      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i), c, t, e, k, i)
+      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i), c, t, e, k,
+      i)
 GATED(CRYPTO_CALL, 0, 0, int, EVP_EncryptUpdate,
       (EVP_CIPHER_CTX * c, unsigned char *o, int *l, const unsigned char *i, int n), c, o, l, i, n)
 GATED(CRYPTO_CALL, 0, 0, int, EVP_DecryptUpdate,
@@ -99,8 +101,8 @@ GATED(CRYPTO_CALL, 0, 0, int, EVP_DecryptFinal_ex, (EVP_CIPHER_CTX * c, unsigned
 GATED(CRYPTO_CALL, 0, nullptr, unsigned char *, SHA256, (const unsigned char *d, size_t n, unsigned char *o), d, n, o)
 
 uint32_t __real_sd_read_record(const sd_table *, uint32_t, const uint8_t **, uint32_t *) asm("__real_" READ_RECORD);
-uint32_t __wrap_sd_read_record(const sd_table *table, uint32_t id, const uint8_t **stored, uint32_t *length)
-    asm("__wrap_" READ_RECORD);
+uint32_t __wrap_sd_read_record(const sd_table *table, uint32_t id, const uint8_t **stored,
+                               uint32_t *length) asm("__wrap_" READ_RECORD);
 uint32_t __wrap_sd_read_record(const sd_table *table, uint32_t id, const uint8_t **stored, uint32_t *length)
 {
     const bool refused = closed(CRYPTO_CALL, "sd_read_record", 0);

@@ -22,8 +22,8 @@ struct gate {
     bool stays = false;
     bool dies = false;
     int torn = NOTHING;
-    int error = 0;             // instead of the usual one
-    bool no_side = false;      // every call for a side file fails, as if unknown
+    int error = 0;          // instead of the usual one
+    bool no_side = false;   // every call for a side file fails, as if unknown
     const char *directory = nullptr;
 
     // What happened.
@@ -31,7 +31,7 @@ struct gate {
     bool dead = false;   // nothing reaches the disk any more
     bool fired = false;
     std::string tripped;   // the call at which it did
-    int writes = 0;   // that were completed
+    int writes = 0;        // that were completed
     int directories = 0;
     int files = 0;
     int contexts = 0;

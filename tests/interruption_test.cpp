@@ -33,21 +33,18 @@ struct operation {
     {
         const std::string bytes = text(length, 2);
         std::string room(8192, '\0');
-        switch (kind) {
-        case CREATE: return vorn_create("a", 512, 0);
-        case REPLACE: return vorn_create("a", 512, VORN_CREATE_REPLACE);
-        case WRITE: return vorn_write("a", offset, length, bytes.data());
-        case REMOVE: return vorn_remove("a");
-        case READ: return vorn_read("a", 0, 8192, room.data());
-        }
-        return 0;
+        return kind == CREATE    ? vorn_create("a", 512, 0)
+               : kind == REPLACE ? vorn_create("a", 512, VORN_CREATE_REPLACE)
+               : kind == WRITE   ? vorn_write("a", offset, length, bytes.data())
+               : kind == REMOVE  ? vorn_remove("a")
+                                 : vorn_read("a", 0, 8192, room.data());
     }
 };
 
 const operation operations[] = {
-    {operation::CREATE, ABSENT, 0, 0},   {operation::REPLACE, 700, 0, 0},   {operation::WRITE, 0, 0, 700},
-    {operation::WRITE, 700, 700, 1300},  {operation::WRITE, 1024, 1024, 5}, {operation::WRITE, 2000, 100, 1200},
-    {operation::WRITE, 512, 512, 1024},  {operation::REMOVE, 700, 0, 0},    {operation::READ, 700, 0, 0},
+    {operation::CREATE, ABSENT, 0, 0},  {operation::REPLACE, 700, 0, 0},   {operation::WRITE, 0, 0, 700},
+    {operation::WRITE, 700, 700, 1300}, {operation::WRITE, 1024, 1024, 5}, {operation::WRITE, 2000, 100, 1200},
+    {operation::WRITE, 512, 512, 1024}, {operation::REMOVE, 700, 0, 0},    {operation::READ, 700, 0, 0},
 };
 
 class Interruption : public DataDirectory {
@@ -259,10 +256,10 @@ TEST_F(Interruption, EveryState)
                         put(std::string("VORN_OLD_") + name, side == MARKER ? "" : side == OTHER ? old : torn);
                     ++states;
                     // What the object is, by all that stands there.
-                    const int is = object >= OLD                    ? object
-                                   : side == OTHER                  ? OLD
+                    const int is = object >= OLD                                                           ? object
+                                   : side == OTHER                                                         ? OLD
                                    : side == MARKER || object == NONE || (object == EMPTY && side == SAME) ? NONE
-                                                                      : TORN;
+                                                                                                           : TORN;
                     const std::string state = std::string(name) + " object " + std::to_string(object) + " side " +
                                               std::to_string(side) + " " + action;
                     const int32_t missing = is == NONE ? -ENODATA : -1;
