@@ -10,8 +10,8 @@
 
 namespace {
 
-const std::map<std::string, int> errors = {
-    {"EMFILE", EMFILE}, {"ENOENT", ENOENT}, {"ENOSPC", ENOSPC}, {"EPERM", EPERM}};
+const std::map<std::string, int> errors = {{"EDQUOT", EDQUOT}, {"EMFILE", EMFILE}, {"ENOENT", ENOENT},
+                                           {"ENOMEM", ENOMEM}, {"ENOSPC", ENOSPC}, {"EPERM", EPERM}};
 
 class Cases : public DataDirectory {
 protected:

@@ -7,6 +7,8 @@
 #include <random>
 #include <thread>
 
+#include "FileBackend/vorn-backend/cipher.h"
+#include "SecureDataStore/secure_data_store.h"
 #include "fixture.h"
 
 namespace {
@@ -38,6 +40,17 @@ TEST_F(DataSpace, KeepsPayloadAndDigestEncrypted)
         EXPECT_EQ(std::string(reinterpret_cast<char *>(loaded->data), loaded->size), bytes);
         EXPECT_EQ(gated([&] { return backend_remove_alias("one"); }), 0);
     }
+}
+
+// What the layers below refuse, though no caller of theirs asks for it.
+TEST_F(DataSpace, RestsOnLayersThatCheck)
+{
+    const uint8_t *stored = nullptr;
+    uint32_t length = 7;
+    owned<unsigned char> ciphertext;
+    EXPECT_EQ(sd_read_record(&sd_records, SD_KEY_RECORD + 1, &stored, &length), SD_ERR_NO_RECORD);
+    EXPECT_EQ(file_encrypt_data(nullptr, 0, &ciphertext, &length), -EINVAL);
+    EXPECT_TRUE(stored == nullptr && ciphertext == nullptr && length == 7);
 }
 
 TEST_F(DataSpace, StoresAsItSays)
