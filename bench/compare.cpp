@@ -200,8 +200,8 @@ static double print_row(const place &at, const workload &w, collector *measured)
     for (size_t i = 0; i < own.size(); ++i)
         ratios.push_back(own[i] / floor[i]);
     const double ratio = median(own) / median(floor);
-    printf("| %s | %s | %.1f µs | %.1f µs | %.2f (%.2f to %.2f) |", w.name, at.name.c_str(),
-           median(floor) * 1e6, median(own) * 1e6, ratio, quantile(ratios, 0.25), quantile(ratios, 0.75));
+    printf("| %s | %s | %.1f µs | %.1f µs | %.2f (%.2f to %.2f) |", w.name, at.name.c_str(), median(floor) * 1e6,
+           median(own) * 1e6, ratio, quantile(ratios, 0.25), quantile(ratios, 0.75));
     const double aim = at.is_disk ? w.disk_aim : w.tmpfs_aim;
     if (aim != 0)
         printf(" %.2f%s |", aim, ratio < aim + 0.005 ? "" : ", missed");

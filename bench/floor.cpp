@@ -236,5 +236,4 @@ static bool floor_read(uint32_t offset, uint32_t length, unsigned char *bytes)
     return true;
 }
 
-const store plain_floor = {"floor",      floor_open,  floor_fill, floor_create,
-                           floor_remove, floor_write, floor_read};
+const store plain_floor = {"floor", floor_open, floor_fill, floor_create, floor_remove, floor_write, floor_read};

@@ -2,10 +2,6 @@
 
 // For the tools that count instructions or system calls.
 
-void heap_start()
-{
-}
+void heap_start() {}
 
-void heap_print(uint32_t)
-{
-}
+void heap_print(uint32_t) {}

@@ -90,14 +90,12 @@ static bool put_row(const connection *c, uint32_t number, const unsigned char *b
 }
 
 // A part of a row is what SQLite's own interface for parts is for.
-static bool move_part(const connection *c, uint32_t offset, int count, const unsigned char *in,
-                      unsigned char *out)
+static bool move_part(const connection *c, uint32_t offset, int count, const unsigned char *in, unsigned char *out)
 {
     sqlite3_blob *part = nullptr;
     const int position = static_cast<int>(offset % c->block_size);
     const sqlite3_int64 number = offset / c->block_size;
-    bool fine =
-        sqlite3_blob_open(c->database, "main", "space", "block", number, in != nullptr, &part) == SQLITE_OK;
+    bool fine = sqlite3_blob_open(c->database, "main", "space", "block", number, in != nullptr, &part) == SQLITE_OK;
     if (fine && in != nullptr)
         fine = sqlite3_blob_write(part, in, count, position) == SQLITE_OK;
     else if (fine)
@@ -163,8 +161,9 @@ static bool fill_table(uint32_t block_size, uint32_t size)
 template <int mode>
 static constexpr store store_of(const char *name)
 {
-    return {name,           open_database<mode>, fill_table<mode>, create_table<mode>, drop_table<mode>,
-            write_rows<mode>, read_rows<mode>};
+    return {
+        name,           open_database<mode>, fill_table<mode>, create_table<mode>, drop_table<mode>, write_rows<mode>,
+        read_rows<mode>};
 }
 
 const store sqlcipher_delete = store_of<DELETE>("sqlcipher-delete");

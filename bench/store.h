@@ -41,7 +41,7 @@ struct workload {
     uint32_t length;        // bytes that a call moves
     uint32_t tmpfs_calls;   // calls in a round
     uint32_t disk_calls;
-    double tmpfs_aim;       // library to floor; 0: none
+    double tmpfs_aim;   // library to floor; 0: none
     double disk_aim;
 };
 

@@ -24,10 +24,11 @@ static uint8_t piece[PIECE_SIZE];
 
 static int usage(void)
 {
-    fputs("usage: vault put LABEL FILE [BLOCK_SIZE]   store FILE, replacing what LABEL held\n"
-          "       vault append LABEL FILE             add FILE at the end of LABEL\n"
-          "       vault get LABEL                     write LABEL to standard output\n"
-          "       vault rm LABEL                      remove LABEL\n", stderr);
+    (void)fputs("usage: vault put LABEL FILE [BLOCK_SIZE]   store FILE, replacing what LABEL held\n"
+                "       vault append LABEL FILE             add FILE at the end of LABEL\n"
+                "       vault get LABEL                     write LABEL to standard output\n"
+                "       vault rm LABEL                      remove LABEL\n",
+                stderr);
     return WRONG_CALL;
 }
 
@@ -53,7 +54,7 @@ static const char *meaning(int32_t result)
 
 static int complain(const char *name, const char *reason)
 {
-    fprintf(stderr, "vault: %s: %s\n", name, reason);
+    (void)fprintf(stderr, "vault: %s: %s\n", name, reason);
     return FAILED;
 }
 
@@ -108,7 +109,7 @@ static FILE *open_source(const char *path, uint32_t room)
     }
     if (fault) {
         complain(path, fault);
-        fclose(source);
+        (void)fclose(source);
         return NULL;
     }
     return source;
@@ -145,8 +146,8 @@ static int store(FILE *source, const char *path, const char *label, uint32_t off
             return complain(label, meaning(written));
         }
         if ((size_t)written != got) {
-            fprintf(stderr, "vault: %s: wrote only %" PRId32 " of %zu bytes at offset %" PRIu32 "\n", label,
-                    written, got, offset);
+            (void)fprintf(stderr, "vault: %s: wrote only %" PRId32 " of %zu bytes at offset %" PRIu32 "\n", label,
+                          written, got, offset);
             return FAILED;
         }
         offset += (uint32_t)got;
@@ -174,7 +175,7 @@ static int put(const char *label, const char *path, uint32_t block_size)
             complain(label, "is incomplete now");
         }
     }
-    fclose(source);
+    (void)fclose(source);
     return status;
 }
 
@@ -224,7 +225,7 @@ static int append(const char *label, const char *path)
         return FAILED;
     }
     int status = store(source, path, label, end);
-    fclose(source);
+    (void)fclose(source);
     return status;
 }
 
@@ -245,8 +246,7 @@ static int deliver(const char *label)
             return complain(label, meaning(got));
         }
         if (got == 0 || was_short) {
-            fprintf(stderr, "vault: %s: the block at offset %" PRIu32 " is missing or damaged\n", label,
-                    offset);
+            (void)fprintf(stderr, "vault: %s: the block at offset %" PRIu32 " is missing or damaged\n", label, offset);
             return FAILED;
         }
         if (fwrite(piece, 1, (size_t)got, stdout) != (size_t)got) {

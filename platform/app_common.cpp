@@ -96,7 +96,7 @@ bool make_directory(char *path)
     return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-} // namespace
+}   // namespace
 
 __attribute__((visibility("default"))) char *app_get_data_path(void)
 {

@@ -60,7 +60,7 @@ ssize_t put_line(const char *line, size_t length)
     return written;
 }
 
-} // namespace
+}   // namespace
 
 __attribute__((visibility("default"))) int dlog_print(int priority, const char *tag, const char *format, ...)
 {

@@ -10,7 +10,9 @@
 
 namespace {
 
-const std::map<std::string, int> errors = {{"EMFILE", EMFILE}, {"ENOENT", ENOENT}, {"ENOSPC", ENOSPC}, {"EPERM", EPERM}, {"EROFS", EROFS}};
+const std::map<std::string, int> errors = {{"EDQUOT", EDQUOT}, {"EMFILE", EMFILE}, {"ENOENT", ENOENT},
+                                           {"ENOMEM", ENOMEM}, {"ENOSPC", ENOSPC}, {"EPERM", EPERM},
+                                           {"EROFS", EROFS}};
 
 class Cases : public DataDirectory {
 protected:
@@ -67,7 +69,8 @@ protected:
     {
         object_change change;
         const int32_t status = backend_save_data(name, bytes, &change);
-        EXPECT_EQ(change.created, status != 0 && access(path(name).c_str(), F_OK) == 0 && status != BACKEND_ERR_ALIAS_STATE);
+        EXPECT_EQ(change.created,
+                  status != 0 && access(path(name).c_str(), F_OK) == 0 && status != BACKEND_ERR_ALIAS_STATE);
         return status;
     }
 

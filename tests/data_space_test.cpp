@@ -7,6 +7,8 @@
 #include <random>
 #include <thread>
 
+#include "FileBackend/vorn-backend/cipher.h"
+#include "SecureDataStore/secure_data_store.h"
 #include "fixture.h"
 
 namespace {
@@ -17,11 +19,11 @@ const std::string long_label(32, 'l');
 char room[4096];
 
 class DataSpace : public DataDirectory {
+protected:
+    static int32_t remove() { return vorn_remove("a"); }
+    static int32_t write(uint32_t offset, uint32_t length) { return vorn_write("a", offset, length, room); }
+    static int32_t read(uint32_t offset, uint32_t length) { return vorn_read("a", offset, length, room); }
 };
-
-int32_t remove() { return vorn_remove("a"); }
-int32_t write(uint32_t offset, uint32_t length) { return vorn_write("a", offset, length, room); }
-int32_t read(uint32_t offset, uint32_t length) { return vorn_read("a", offset, length, room); }
 
 TEST_F(DataSpace, KeepsPayloadAndDigestEncrypted)
 {
@@ -38,6 +40,17 @@ TEST_F(DataSpace, KeepsPayloadAndDigestEncrypted)
         EXPECT_EQ(std::string(reinterpret_cast<char *>(loaded->data), loaded->size), bytes);
         EXPECT_EQ(gated([&] { return backend_remove_alias("one"); }), 0);
     }
+}
+
+// What the layers below refuse, though no caller of theirs asks for it.
+TEST_F(DataSpace, RestsOnLayersThatCheck)
+{
+    const uint8_t *stored = nullptr;
+    uint32_t length = 7;
+    owned<unsigned char> ciphertext;
+    EXPECT_EQ(sd_read_record(&sd_records, SD_KEY_RECORD + 1, &stored, &length), SD_ERR_NO_RECORD);
+    EXPECT_EQ(file_encrypt_data(nullptr, 0, &ciphertext, &length), -EINVAL);
+    EXPECT_TRUE(stored == nullptr && ciphertext == nullptr && length == 7);
 }
 
 TEST_F(DataSpace, StoresAsItSays)
@@ -144,6 +157,7 @@ TEST_F(DataSpace, BehavesLikeAnArray)
         const std::string bytes = text(1 + below(3000), static_cast<int>(below(3)));
         const auto length = static_cast<uint32_t>(bytes.size());
         const uint32_t action = below(20);
+        const int32_t refusal = model.exists ? -34 : -61;
         if (action == 0) {
             EXPECT_EQ(gated([&] { return vorn_remove(label.c_str()); }), model.exists ? 0 : -61);
             model = {};
@@ -154,14 +168,14 @@ TEST_F(DataSpace, BehavesLikeAnArray)
         } else if (action < 11) {
             const bool fits = model.exists && offset <= model.bytes.size();
             EXPECT_EQ(gated([&] { return vorn_write(label.c_str(), offset, length, bytes.data()); }),
-                      fits ? static_cast<int32_t>(length) : model.exists ? -34 : -61);
+                      fits ? static_cast<int32_t>(length) : refusal);
             if (fits)
                 model.bytes.replace(offset, length, bytes);
         } else {
             std::string read(length + 1, '#');
             const std::string expected = offset < model.bytes.size() ? model.bytes.substr(offset, length) : "";
             EXPECT_EQ(gated([&] { return vorn_read(label.c_str(), offset, length, read.data()); }),
-                      !expected.empty() ? static_cast<int32_t>(expected.size()) : model.exists ? -34 : -61);
+                      !expected.empty() ? static_cast<int32_t>(expected.size()) : refusal);
             EXPECT_EQ(read, expected + std::string(length + 1 - expected.size(), '#'));
         }
     }

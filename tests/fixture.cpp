@@ -61,7 +61,8 @@ std::string encrypt(const std::string &plaintext, bool other_key)
     int last = 0;
     const unsigned char zero_iv[16] = {};
     EVP_CIPHER_CTX *context = EVP_CIPHER_CTX_new();
-    EVP_EncryptInit_ex(context, EVP_aes_256_cbc(), nullptr, reinterpret_cast<unsigned char *>(cipher_key.data()), zero_iv);
+    EVP_EncryptInit_ex(context, EVP_aes_256_cbc(), nullptr, reinterpret_cast<unsigned char *>(cipher_key.data()),
+                       zero_iv);
     EVP_EncryptUpdate(context, out, &first, in, static_cast<int>(plaintext.size()));
     EVP_EncryptFinal_ex(context, out + first, &last);
     EVP_CIPHER_CTX_free(context);

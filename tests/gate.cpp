@@ -50,6 +50,13 @@ bool closed(call_kind kind, const char *name, int error)
     return g.dead && (kind & (FILE_CALL | SIDE_CALL)) != 0;
 }
 
+// Written only when armed: where several threads call, the gate just lets through.
+void tally(int *counter, int change)
+{
+    if (armed)
+        *counter += change;
+}
+
 void *count_memory(void *was, void *now, size_t size)
 {
     gate &g = the_gate;
@@ -75,11 +82,11 @@ void trace(const char *call, const char *path, int flags = 0)
 
 extern "C" {
 
-#define GATED(kind, error, failed, type, name, parameters, ...)                         \
-    type __real_##name parameters;                                                          \
-    type __wrap_##name parameters;                                                          \
-    type __wrap_##name parameters                                                           \
-    {                                                                                       \
+#define GATED(kind, error, failed, type, name, parameters, ...)                                                     \
+    type __real_##name parameters;                                                                                  \
+    type __wrap_##name parameters;                                                                                  \
+    type __wrap_##name parameters                                                                                   \
+    {                                                                                                               \
         return closed(kind, strstr(#name, "lstat") ? "lstat" : #name, error) ? failed : __real_##name(__VA_ARGS__); \
     }
 
@@ -93,9 +100,11 @@ GATED(SIDE_CALL, EIO, -1, int, lstat, (const char *path, struct stat *status), p
 GATED(SIDE_CALL, EIO, -1, int, __lstat64_time64, (const char *path, struct stat *status), path, status)
 #endif
 GATED(CRYPTO_CALL, 0, 0, int, EVP_EncryptInit_ex,
-      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i), c, t, e, k, i)
+      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i), c, t, e, k,
+      i)
 GATED(CRYPTO_CALL, 0, 0, int, EVP_DecryptInit_ex,
-      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i), c, t, e, k, i)
+      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i), c, t, e, k,
+      i)
 GATED(CRYPTO_CALL, 0, 0, int, EVP_EncryptUpdate,
       (EVP_CIPHER_CTX * c, unsigned char *o, int *l, const unsigned char *i, int n), c, o, l, i, n)
 GATED(CRYPTO_CALL, 0, 0, int, EVP_DecryptUpdate,
@@ -105,8 +114,8 @@ GATED(CRYPTO_CALL, 0, 0, int, EVP_DecryptFinal_ex, (EVP_CIPHER_CTX * c, unsigned
 GATED(CRYPTO_CALL, 0, nullptr, unsigned char *, SHA256, (const unsigned char *d, size_t n, unsigned char *o), d, n, o)
 
 uint32_t __real_sd_read_record(const sd_table *, uint32_t, const uint8_t **, uint32_t *) asm("__real_" READ_RECORD);
-uint32_t __wrap_sd_read_record(const sd_table *table, uint32_t id, const uint8_t **stored, uint32_t *length)
-    asm("__wrap_" READ_RECORD);
+uint32_t __wrap_sd_read_record(const sd_table *table, uint32_t id, const uint8_t **stored,
+                               uint32_t *length) asm("__wrap_" READ_RECORD);
 uint32_t __wrap_sd_read_record(const sd_table *table, uint32_t id, const uint8_t **stored, uint32_t *length)
 {
     const bool refused = closed(CRYPTO_CALL, "sd_read_record", 0);
@@ -124,14 +133,14 @@ int __wrap_open(const char *path, int flags, ...)
         return -1;
     trace("open", path, flags);
     const int file = __real_open(path, flags, mode);
-    the_gate.files += armed && file >= 0 ? 1 : 0;
+    tally(&the_gate.files, file >= 0 ? 1 : 0);
     return file;
 }
 
 int __real_close(int file);
 int __wrap_close(int file)
 {
-    the_gate.files -= armed ? 1 : 0;
+    tally(&the_gate.files, -1);
     const int result = __real_close(file);   // also for the dead, whose files the system closes
     return closed(FILE_CALL, "close", EIO) ? -1 : result;
 }
@@ -159,7 +168,7 @@ ssize_t __wrap_write(int file, const void *bytes, size_t count)
     const bool was_dead = the_gate.dead;
     const int torn = the_gate.torn;
     if (!closed(FILE_CALL, "write", ENOSPC)) {
-        the_gate.writes += armed ? 1 : 0;
+        tally(&the_gate.writes, 1);
         return __real_write(file, bytes, count);
     }
     if (was_dead || torn == NOTHING)
@@ -208,20 +217,20 @@ EVP_CIPHER_CTX *__wrap_EVP_CIPHER_CTX_new()
 {
     if (closed(CRYPTO_CALL, "EVP_CIPHER_CTX_new", 0))
         return nullptr;
-    the_gate.contexts += armed ? 1 : 0;
+    tally(&the_gate.contexts, 1);
     return __real_EVP_CIPHER_CTX_new();
 }
 
 void __real_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *context);
 void __wrap_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *context)
 {
-    the_gate.contexts -= armed ? 1 : 0;
+    tally(&the_gate.contexts, -1);
     __real_EVP_CIPHER_CTX_free(context);
 }
 
 char *app_get_data_path()
 {
-    the_gate.directories += armed ? 1 : 0;
+    tally(&the_gate.directories, 1);
     if (the_gate.directory == nullptr || closed(MEMORY_CALL, "app_get_data_path", 0))
         return nullptr;
     const size_t size = strlen(the_gate.directory) + 1;

@@ -32,7 +32,7 @@ struct gate {
     bool dead = false;   // nothing reaches the disk any more
     bool fired = false;
     std::string tripped;   // the call at which it did
-    int writes = 0;   // that were completed
+    int writes = 0;        // that were completed
     int directories = 0;
     int files = 0;
     int contexts = 0;

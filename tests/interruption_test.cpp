@@ -34,21 +34,18 @@ struct operation {
     {
         const std::string bytes = text(length, 2);
         std::string room(8192, '\0');
-        switch (kind) {
-        case CREATE: return vorn_create("a", 512, 0);
-        case REPLACE: return vorn_create("a", 512, VORN_CREATE_REPLACE);
-        case WRITE: return vorn_write("a", offset, length, bytes.data());
-        case REMOVE: return vorn_remove("a");
-        case READ: return vorn_read("a", 0, 8192, room.data());
-        }
-        return 0;
+        return kind == CREATE    ? vorn_create("a", 512, 0)
+               : kind == REPLACE ? vorn_create("a", 512, VORN_CREATE_REPLACE)
+               : kind == WRITE   ? vorn_write("a", offset, length, bytes.data())
+               : kind == REMOVE  ? vorn_remove("a")
+                                 : vorn_read("a", 0, 8192, room.data());
     }
 };
 
 const operation operations[] = {
-    {operation::CREATE, ABSENT, 0, 0},   {operation::REPLACE, 700, 0, 0},   {operation::WRITE, 0, 0, 700},
-    {operation::WRITE, 700, 700, 1300},  {operation::WRITE, 1024, 1024, 5}, {operation::WRITE, 2000, 100, 1200},
-    {operation::WRITE, 512, 512, 1024},  {operation::REMOVE, 700, 0, 0},    {operation::READ, 700, 0, 0},
+    {operation::CREATE, ABSENT, 0, 0},  {operation::REPLACE, 700, 0, 0},   {operation::WRITE, 0, 0, 700},
+    {operation::WRITE, 700, 700, 1300}, {operation::WRITE, 1024, 1024, 5}, {operation::WRITE, 2000, 100, 1200},
+    {operation::WRITE, 512, 512, 1024}, {operation::REMOVE, 700, 0, 0},    {operation::READ, 700, 0, 0},
 };
 
 class Interruption : public DataDirectory {
@@ -272,10 +269,10 @@ struct state {
     // What it counts as.
     int effective() const
     {
-        return object >= OLD                                                                ? object
-               : side == OTHER                                                              ? OLD
+        return object >= OLD                                                             ? object
+               : side == OTHER                                                           ? OLD
                : side == MARKER || object == ABSENT || (object == EMPTY && side == SAME) ? ABSENT
-                                                                                            : TORN;
+                                                                                         : TORN;
     }
 };
 
@@ -312,7 +309,8 @@ protected:
 
     void expect_result(const state &is, char action)
     {
-        const std::string what = is.name + " " + std::to_string(is.object) + " " + std::to_string(is.side) + " " + action;
+        const std::string what =
+            is.name + " " + std::to_string(is.object) + " " + std::to_string(is.side) + " " + action;
         const int now = is.effective();
         const bool good = now >= state::OLD;
         const int32_t missing = now == state::ABSENT ? -ENODATA : -1;
@@ -354,8 +352,8 @@ protected:
         const content now = read_all();
         const bool same = now.status == before.status && now.bytes == before.bytes;
         EXPECT_TRUE(same || (now.status == after.status && now.bytes == after.bytes) || action == 'd')
-            << is.name << " " << is.object << " " << is.side << " " << action << ", call " << trip << " " << what << " and "
-            << span - 1 << " more, result " << result << ": " << now.status << " " << now.bytes;
+            << is.name << " " << is.object << " " << is.side << " " << action << ", call " << trip << " " << what
+            << " and " << span - 1 << " more, result " << result << ": " << now.status << " " << now.bytes;
         return fired;
     }
 };

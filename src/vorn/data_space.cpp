@@ -17,14 +17,16 @@ bool vorn_block_size_is_valid(uint32_t block_size)
     return block_size != 0 && block_size % 512 == 0;
 }
 
+// With a valid label neither name is cut.
+
 void vorn_header_name(char (&name)[ALIAS_ROOM], const char *label)
 {
-    snprintf(name, sizeof name, "VORN_HDR_%s", label);
+    (void)snprintf(name, sizeof name, "VORN_HDR_%s", label);
 }
 
 void vorn_block_name(char (&name)[ALIAS_ROOM], const char *label, int32_t index)
 {
-    snprintf(name, sizeof name, "VORN_DATA_%s_%d", label, index);
+    (void)snprintf(name, sizeof name, "VORN_DATA_%s_%d", label, index);
 }
 
 int32_t vorn_read_header(const char *label, data_space_header *header)

@@ -14,7 +14,7 @@ struct data_space_header {
     uint32_t block_size;   // bytes per block, a multiple of 512
     uint32_t flags;        // as given to vorn_create; never read back
     uint8_t reserved_1[56];
-    uint32_t data_size;    // bytes in the data space
+    uint32_t data_size;   // bytes in the data space
     uint8_t reserved_2[60];
 };
 static_assert(sizeof(data_space_header) == 128);
