@@ -1,5 +1,6 @@
 // Runs the cases in cases.txt.
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -49,7 +50,8 @@ protected:
             const std::string name = word.substr(0, word.find('='));
             const std::string kind = word.substr(name.size() + 1, word.find(':') - name.size() - 1);
             const auto size = static_cast<uint32_t>(std::stoul(word.substr(word.find(':') + 1)));
-            put(name, object(kind, size));
+            if (kind != "dir" || mkdir(path(name).c_str(), 0700) != 0)
+                put(name, object(kind, size));
             EXPECT_TRUE(kind != "sparse" || truncate(path(name).c_str(), size) == 0);
         }
         reset_gate(directory);
