@@ -202,7 +202,7 @@ TEST_F(Interruption, FaultAtEveryCall)
 {
     long points = 0;
     for (const operation &op : operations) {
-        for (int variant = 0; variant < 18; ++variant) {
+        for (size_t variant = 0; variant < 18; ++variant) {
             bool fired = true;
             for (long trip = 1; fired; ++trip) {
                 prepare(op);
@@ -259,7 +259,7 @@ TEST_F(Interruption, WithoutSideFilesDeathLosesData)
 
 // A block or a header with what stands beside it.
 struct state {
-    enum { ABSENT, EMPTY, TORN, ZERO, OLD, NEW, OBJECTS };
+    enum { NONE, EMPTY, TORN, ZERO, OLD, NEW, OBJECTS };
     enum { NO_SIDE, MARKER, OTHER, SAME, TORN_SIDE, SIDES };
     std::string name;
     int object;
@@ -269,10 +269,10 @@ struct state {
     // What it counts as.
     int effective() const
     {
-        return object >= OLD                                                             ? object
-               : side == OTHER                                                           ? OLD
-               : side == MARKER || object == ABSENT || (object == EMPTY && side == SAME) ? ABSENT
-                                                                                         : TORN;
+        return object >= OLD                                                           ? object
+               : side == OTHER                                                         ? OLD
+               : side == MARKER || object == NONE || (object == EMPTY && side == SAME) ? NONE
+                                                                                       : TORN;
     }
 };
 
@@ -287,7 +287,7 @@ protected:
         const std::string side = "VORN_OLD_" + is.name;
         prepare({operation::READ, 10, 0, 0});
         unlink(path(is.name).c_str());
-        if (is.object != state::ABSENT)
+        if (is.object != state::NONE)
             put(is.name, contents[is.object]);
         if (is.side == state::SAME)
             return link(path(is.name).c_str(), path(side).c_str()) == 0;
@@ -313,7 +313,7 @@ protected:
             is.name + " " + std::to_string(is.object) + " " + std::to_string(is.side) + " " + action;
         const int now = is.effective();
         const bool good = now >= state::OLD;
-        const int32_t missing = now == state::ABSENT ? -ENODATA : -1;
+        const int32_t missing = now == state::NONE ? -ENODATA : -1;
         std::string bytes = good ? text(10, !is.header() && now == state::NEW ? 2 : 0) : "";
         bytes.resize(is.header() && now == state::NEW ? 20 : bytes.size());
         const int32_t result = act(action);
@@ -322,13 +322,13 @@ protected:
             EXPECT_EQ(read_all().bytes, bytes) << what;
             EXPECT_TRUE(!good || files().count("VORN_OLD_" + is.name) == 0) << what;
         } else if (action == 'w') {
-            EXPECT_EQ(result, good || (now == state::ABSENT && !is.header()) ? 5 : is.header() ? missing : 0) << what;
+            EXPECT_EQ(result, good || (now == state::NONE && !is.header()) ? 5 : is.header() ? missing : 0) << what;
             EXPECT_EQ(read_all().bytes.substr(0, 5), result == 5 ? "fresh" : bytes.substr(0, 5)) << what;
         } else if (action == 'c') {
-            EXPECT_EQ(result, !is.header() || good ? -EEXIST : now == state::ABSENT ? 0 : -1) << what;
+            EXPECT_EQ(result, !is.header() || good ? -EEXIST : now == state::NONE ? 0 : -1) << what;
         }
         const int32_t removed = action == 'd' ? result : act('d');
-        const bool there = !is.header() || now != state::ABSENT || action == 'c';
+        const bool there = !is.header() || now != state::NONE || action == 'c';
         EXPECT_EQ(removed, there ? 0 : -ENODATA) << what;
         EXPECT_TRUE(!there || files().empty()) << what;
     }
@@ -363,7 +363,7 @@ TEST_F(States, AreSettled)
     long states = 0;
     long faults = 0;
     for (const char *name : {"VORN_DATA_a_0", "VORN_HDR_a"}) {
-        for (int object = state::ABSENT; object < state::OBJECTS; ++object) {
+        for (int object = state::NONE; object < state::OBJECTS; ++object) {
             for (int side = state::NO_SIDE; side < state::SIDES; ++side) {
                 for (const char action : {'r', 'w', 'c', 'd'}) {
                     const state is = {name, object, side};
