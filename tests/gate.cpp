@@ -37,7 +37,10 @@ bool closed(call_kind kind, const char *name, int error)
         return true;
     }
     if (!g.dead && (g.counted & kind) != 0 && (g.only == nullptr || strcmp(g.only, name) == 0)) {
-        ++g.calls;
+        if (++g.calls == g.also) {
+            errno = EMFILE;
+            return true;
+        }
         if (g.trip != 0 && g.calls >= g.trip && g.calls - g.trip < g.span) {
             g.fired = true;
             g.tripped = name;
@@ -256,7 +259,8 @@ int dlog_print(int priority, const char *tag, const char *format, ...)
     const size_t at = message.find(directory_path);
     if (at != std::string::npos)
         message.replace(at, directory_path.size(), "DIR");
-    the_gate.messages.push_back(message);
+    if (!the_gate.dead)
+        the_gate.messages.push_back(message);
     errno = EDOM;   // whoever decides by errno after a message is found out
     return length;
 }

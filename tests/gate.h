@@ -20,6 +20,7 @@ struct gate {
     const char *only = nullptr;   // counts calls of this name alone
     long trip = 0;
     long span = 1;   // how many calls fail
+    long also = 0;   // and another call that fails
     bool dies = false;
     int torn = NOTHING;
     int error = 0;             // instead of the usual one

@@ -72,15 +72,20 @@ protected:
         }
     }
 
+    // Whether a removal has warned that it may leave blocks behind.
+    static bool removal_warned()
+    {
+        for (const std::string &message : the_gate.messages)
+            if (message.find("W vorn_remove: ") == 0)
+                return true;
+        return false;
+    }
+
     // What is wrong after `op` was cut short when `bytes` of the range were on
     // storage, and then with running it again and removing it; or "".
     std::string problem(const operation &op, long bytes, bool recorded)
     {
-        // A removal that could not delete a block, or could not read how many
-        // there are, says so and leaves blocks behind.
-        bool may_leave = false;
-        for (const std::string &message : the_gate.messages)
-            may_leave = may_leave || message.find("W vorn_remove: ") == 0;
+        const bool may_leave = removal_warned();
         reset_gate(directory);
         const content now = read_all();
         if (now.status == -ENODATA ? op.before != ABSENT && op.kind >= operation::WRITE && op.kind != operation::REMOVE
@@ -124,12 +129,14 @@ protected:
     // What is wrong after a removal was cut short, or "".
     std::string removal_problem()
     {
+        const bool may_leave = removal_warned();
         reset_gate(directory);
         data_space_header header;
         if (vorn_read_header("a", &header) == 0 && write_a(header.data_size, "fresh") != 5)
             return "nothing can be appended";
         const int32_t removed = gated([] { return vorn_remove("a"); });
-        return (removed == 0 || removed == -ENODATA) && files().empty() ? "" : "removal leaves something";
+        return (removed == 0 || removed == -ENODATA) && (may_leave || files().empty()) ? ""
+                                                                                       : "removal leaves something";
     }
 
     // Runs `op` with a fault of the machine at call `trip`. A final call of the
@@ -159,7 +166,7 @@ protected:
             for (long first = 1; fired; ++first) {
                 for (int torn = 0; torn < TEARS && (torn == 0 || the_gate.tripped == "write"); ++torn) {
                     bool again = then != NO_SEQUEL;
-                    for (long second = 1; second == 1 || again; ++second) {
+                    for (long second = 1; again || second == 1; ++second) {
                         long bytes = 0;
                         bool recorded = false;
                         prepare(op);
@@ -174,9 +181,13 @@ protected:
                             bytes = std::max(bytes, more);
                             recorded = recorded || also;
                         } else if (fired && then == DEATH_IN_REMOVAL) {
+                            // With a fault some calls before, or none.
+                            const long distance = second % 7;
                             long none = 0;
                             bool never = false;
-                            again = die({operation::REMOVE, 0, 0, 0}, second, NOTHING, &none, &never);
+                            the_gate.also = distance == 0 ? 0 : second / 7 + 1 - distance;
+                            again = die({operation::REMOVE, 0, 0, 0}, second / 7 + 1, NOTHING, &none, &never);
+                            again = again || distance != 0;
                         } else if (fired && then != NO_SEQUEL) {
                             again = fail(op, second, then == FAULT ? "" : "write", &bytes);
                         }
@@ -333,25 +344,44 @@ protected:
         EXPECT_TRUE(!there || files().empty()) << what;
     }
 
-    // With call `trip` failing, the action does what it does otherwise, or nothing.
-    bool expect_no_loss(const state &is, char action, long trip, long span)
+    // What the object is for the store.
+    int32_t load_status(const state &is)
+    {
+        backend_buffer *record = nullptr;
+        const int32_t status = gated([&] {
+            const int32_t loaded = backend_get_data(is.name.c_str(), &record);
+            const loaded_object release(loaded == 0 ? record : nullptr);
+            return loaded;
+        });
+        return status == 0 || status == BACKEND_ERR_ALIAS_STATE ? status : BACKEND_ERR_IO;
+    }
+
+    // With call `trip` failing, or a fault there and a death `then` calls later, the
+    // action does what it does otherwise, or nothing.
+    bool expect_no_loss(const state &is, char action, long trip, long span, long then = 0)
     {
         prepare_state(is);
         const content before = read_all();
+        const int32_t was = load_status(is);
         prepare_state(is);
         act(action);
         const content after = read_all();
+        const int32_t becomes = load_status(is);
         prepare_state(is);
+        the_gate.also = then != 0 ? trip : 0;
+        the_gate.dies = then != 0;
         the_gate.counted = FILE_CALL | SIDE_CALL | MEMORY_CALL;
-        the_gate.trip = trip;
+        the_gate.trip = trip + then;
         the_gate.span = span;
         const int32_t result = act(action);
         const bool fired = the_gate.fired;
         const std::string what = the_gate.tripped;
         reset_gate(directory);
         const content now = read_all();
-        const bool same = now.status == before.status && now.bytes == before.bytes;
-        EXPECT_TRUE(same || (now.status == after.status && now.bytes == after.bytes) || action == 'd')
+        const int32_t status = load_status(is);
+        const bool same = now.status == before.status && now.bytes == before.bytes && status == was;
+        const bool done = now.status == after.status && now.bytes == after.bytes && status == becomes;
+        EXPECT_TRUE(same || done || action == 'd')
             << is.name << " " << is.object << " " << is.side << " " << action << ", call " << trip << " " << what
             << " and " << span - 1 << " more, result " << result << ": " << now.status << " " << now.bytes;
         return fired;
@@ -373,6 +403,10 @@ TEST_F(States, AreSettled)
                     ++states;
                     for (const long span : {1, 2}) {
                         for (long trip = 1; expect_no_loss(is, action, trip, span); ++trip)
+                            ++faults;
+                    }
+                    for (const long then : {1, 2, 3, 4, 5, 6}) {
+                        for (long trip = 1; expect_no_loss(is, action, trip, 1, then); ++trip)
                             ++faults;
                     }
                 }

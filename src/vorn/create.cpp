@@ -9,7 +9,7 @@
 
 // Stores the header of a new data space. It bears the operation's name, because
 // its messages do.
-NOT_INLINED static int32_t vorn_create(const char *label, const data_space_header &header, bool absent)
+NOT_INLINED static int32_t vorn_create(const char *label, const data_space_header &header)
 {
     const owned<void> copy(malloc(sizeof header));
     if (copy == nullptr) {
@@ -19,7 +19,7 @@ NOT_INLINED static int32_t vorn_create(const char *label, const data_space_heade
     memcpy(copy.get(), &header, sizeof header);
     char name[ALIAS_ROOM];
     vorn_header_name(name, label);
-    object_change change(absent);
+    object_change change;
     const backend_buffer bytes = {static_cast<unsigned char *>(copy.get()), sizeof header};
     const int32_t status = backend_save_data(name, bytes, &change);
     if (status != 0) {
@@ -55,5 +55,5 @@ int32_t vorn_create(const char *label, uint32_t block_size, uint32_t flags)
     header = {};
     header.block_size = block_size;
     header.flags = flags;
-    return vorn_create(label, header, status == -ENODATA);
+    return vorn_create(label, header);
 }

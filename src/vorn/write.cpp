@@ -14,7 +14,7 @@
 // Stores a block that did not exist.
 NOT_INLINED static bool vorn_write(const char *name, unsigned char *block, uint32_t block_size)
 {
-    object_change change(true);
+    object_change change;
     const int32_t status = backend_save_data(name, {block, block_size}, &change);
     if (status != 0)
         LOG_ERROR("backend_save_data for %s failed (%d)", name, status);

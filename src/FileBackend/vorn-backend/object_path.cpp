@@ -28,5 +28,8 @@ bool set_object_path(object_path *path, const char *directory, const char *alias
     // A prefix, because a suffix could be the end of another object's label.
     if (!join(path->side, directory, "/VORN_OLD_", alias))
         path->side[0] = '\0';
-    return join(path->object, directory, "/", alias);
+    if (join(path->object, directory, "/", alias))
+        return true;
+    path->object[0] = '\0';
+    return false;
 }

@@ -32,7 +32,11 @@ static int32_t file_remove_alias(const char *directory, const backend_leftovers 
     }
     while (index > leftovers.first) {
         find_leftover(directory, leftovers, --index, path);
-        if (!settle_object(*path) || (unlinkat(AT_FDCWD, path->object, 0) != 0 && errno != ENOENT)) {
+        if (!settle_object(*path)) {
+            LOG_ERROR("unlink for %s failed : %m", path->side);
+            return BACKEND_ERR_PATH;
+        }
+        if (unlinkat(AT_FDCWD, path->object, 0) != 0 && errno != ENOENT) {
             LOG_ERROR("unlink for %s failed : %m", path->object);
             return BACKEND_ERR_PATH;
         }
@@ -87,9 +91,9 @@ int32_t file_remove_alias(const char *alias, object_change *change)
     if (status != 0)
         return status;
     switch (change->set_aside()) {
-    case object_change::GO_ON:
+    case object_change::TO_DO:
         break;
-    case object_change::MOVED:
+    case object_change::DONE:
         return 0;
     case object_change::REFUSED:
         LOG_ERROR("unlink for %s failed : %m", change->path.object);

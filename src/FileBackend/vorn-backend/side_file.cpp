@@ -47,7 +47,7 @@ presence file_presence(const char *path)
 }
 
 // The errors that will meet the new file as well, and a side file that is not of
-// this change. After any other error the file system just knows no such call.
+// this change. After any other the call is not to be had here.
 bool is_grave(int error)
 {
     return error == ENOSPC || error == EDQUOT || error == ENOMEM || error == EIO || error == EEXIST;
@@ -72,12 +72,10 @@ int32_t load_side_file(const object_path &path, backend_buffer **out, bool *refu
     return status;
 }
 
-// Makes a marker of what stands in its place, unless that is the object itself.
+// Where the object is absent: makes a marker of what stands in the marker's place,
+// unless that is the object itself.
 bool mark_over(const object_path &path)
 {
-    errno = EEXIST;
-    if (file_presence(path.object) != presence::ABSENT)
-        return false;
     const object_change::side kept = kept_beside(path);
     if (kept == object_change::MARKER)
         return true;
@@ -92,19 +90,19 @@ bool mark_over(const object_path &path)
 
 }   // namespace
 
-object_change::aside object_change::set_aside()
+object_change::deletion object_change::set_aside()
 {
     if (link(path.object, path.side) == 0) {
         kept = VERSION;
-        return GO_ON;
+        return TO_DO;
     }
     if (errno == ENOENT)
-        return GO_ON;
+        return TO_DO;
     if (!is_grave(errno) && rename(path.object, path.side) == 0) {
         kept = VERSION;
-        return MOVED;
+        return DONE;
     }
-    return is_grave(errno) ? REFUSED : GO_ON;
+    return is_grave(errno) ? REFUSED : TO_DO;
 }
 
 bool object_change::mark_new()
@@ -113,7 +111,7 @@ bool object_change::mark_new()
         return true;
     // What exists without having been set aside is not ours to undo: the
     // exclusive create will refuse it.
-    const presence object = absent ? presence::ABSENT : file_presence(path.object);
+    const presence object = file_presence(path.object);
     if (object != presence::ABSENT)
         return object == presence::PRESENT;
     if (mknod(path.side, S_IFREG | 0600, 0) == 0 || (errno == EEXIST && mark_over(path)))
@@ -164,10 +162,10 @@ int32_t recover_object(const object_path &path, int32_t status, backend_buffer *
         break;
     }
     bool refused = false;
-    const int32_t kept = load_side_file(path, out, &refused);
+    const int32_t loaded = load_side_file(path, out, &refused);
     if (refused)
         return status;
-    return kept == BACKEND_ERR_ALIAS_STATE ? BACKEND_ERR_IO : kept;
+    return loaded == BACKEND_ERR_ALIAS_STATE ? BACKEND_ERR_IO : loaded;
 }
 
 bool settle_object(const object_path &path)
@@ -177,7 +175,19 @@ bool settle_object(const object_path &path)
     backend_buffer *object = nullptr;
     file_get_data(path, &object);
     const loaded_object release(object);
-    return delete_file(path.side);   // one that the load could not use
+    // What the load could not settle must not leave torn remains alone.
+    switch (kept_beside(path)) {
+    case object_change::NOTHING:
+        return true;
+    case object_change::UNKNOWN:
+        return false;
+    case object_change::MARKER:
+        return delete_file(path.object) && delete_file(path.side);
+    case object_change::VERSION:
+        bring_back(path);
+        break;
+    }
+    return delete_file(path.side);
 }
 
 presence object_presence(const object_path &path)

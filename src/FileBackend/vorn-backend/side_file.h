@@ -16,9 +16,10 @@
  * This needs a file system that keeps its directory operations in order, and no
  * flush: the synchronous write of the new content carries all that went before.
  *
- * It is silent but for the warning of a load that goes back to a previous version
- * and for what keeps it from its work. Its calls are link, mknod, rename, unlinkat and lstat, so that whoever
- * watches open, read, write, close and unlink sees the plain sequence.
+ * It is silent but for what keeps it from its work, and for a warning when it
+ * goes back to a previous version. Its calls are link, mknod, rename, unlinkat and
+ * lstat, so that whoever watches open, read, write, close and unlink sees the
+ * plain sequence.
  */
 #pragma once
 
@@ -36,18 +37,18 @@ struct object_change {
 
     side kept = NOTHING;    // what the side file is
     bool created = false;   // the object's file is of our making
-    bool absent;            // the caller has just looked for the object in vain
     object_path path;       // set by the save or removal
 
-    explicit object_change(bool found_absent = false) : absent(found_absent) {}
+    object_change() {}
     ~object_change() { put_back(); }
     object_change(const object_change &) = delete;
     object_change &operator=(const object_change &) = delete;
 
-    /* Before the deletion. MOVED: the object was renamed, so nothing is left to
-     * delete. REFUSED: it must stay, because it cannot be kept; errno says why. */
-    enum aside { GO_ON, MOVED, REFUSED };
-    aside set_aside();
+    /* Before the deletion. TO_DO: the object is kept, or cannot be kept here at all,
+     * and its file is to be deleted. DONE: the file has become the side file.
+     * REFUSED: it must stay; errno says why. */
+    enum deletion { TO_DO, DONE, REFUSED };
+    deletion set_aside();
 
     /* Before the creation; does nothing where a version was set aside. Returns
      * false, with errno set, when the object must not be created. */
@@ -73,7 +74,7 @@ int32_t recover_object(const object_path &path, int32_t status, backend_buffer *
 
 /* Before a deletion that is not part of a change: settles an interrupted one, so
  * that deleting the object's file is all that is left to do. Returns false, with
- * errno set, when a side file stays that could bring the object back. */
+ * errno set, when a side file stays. */
 bool settle_object(const object_path &path);
 
 /* Whether there is an object's file or a side file. */
