@@ -22,8 +22,8 @@
  * that stored it returns. On a file system that keeps its directory operations
  * in order, a file that is being replaced keeps its old content until its new
  * content is complete, also when the process is killed or the power goes in
- * between; not so where its path leaves no room, in 255 characters, for nine
- * more.
+ * between. Not so where its path leaves no room, in 255 characters, for nine
+ * more, or where the file system lets nothing be linked or renamed.
  *
  * Faults are told in the platform's log under the tag "VORN", where they
  * happen. The results below are negative errno values, or -1.
@@ -77,8 +77,10 @@ VORN_API int32_t vorn_create(const char *label, uint32_t block_size, uint32_t fl
  * Returns
  *    0   The data space is gone. The file system may need until its next
  *        commit to make that final: the library does not force one. A block
- *        that could not be deleted stays, and only the log tells; so do blocks
- *        behind a missing one when the header was damaged.
+ *        that could not be deleted stays, and only the log tells: it will
+ *        stand in the way of a later data space of that label if it is
+ *        damaged. So do, when the header was damaged, the blocks behind one
+ *        that is missing or could not be deleted.
  *  -22   (-EINVAL) The label is NULL or too long.
  *  -61   (-ENODATA) There is no such data space, or its header cannot be opened.
  *   -1   The header could not be deleted. Its blocks mostly are.
