@@ -176,7 +176,8 @@ bool settle_object(const object_path &path)
     file_get_data(path, &object);
     const loaded_object release(object);
     // What the load could not settle must not leave torn remains alone.
-    switch (kept_beside(path)) {
+    const object_change::side left = kept_beside(path);
+    switch (left) {
     case object_change::NOTHING:
         return true;
     case object_change::UNKNOWN:
