@@ -67,9 +67,8 @@ snapshot directory::take() const
 
 void directory::clear() const
 {
-    for (const auto &[name, content] : files())
-        if (::remove(path(name).c_str()) != 0)
-            std::filesystem::remove_all(path(name));
+    for (const auto &entry : std::filesystem::directory_iterator(root))
+        std::filesystem::remove_all(entry);
 }
 
 void directory::restore(const snapshot &wanted) const
@@ -109,12 +108,17 @@ std::string encrypt(const std::string &plaintext, bool other_key)
     return ciphertext;
 }
 
+std::string digest(const std::string &payload)
+{
+    std::string sum(32, '\0');
+    EVP_Digest(payload.data(), payload.size(), reinterpret_cast<unsigned char *>(sum.data()), nullptr, EVP_sha256(),
+               nullptr);
+    return sum;
+}
+
 std::string seal(const std::string &payload, bool other_key)
 {
-    std::string digest(32, '\0');
-    EVP_Digest(payload.data(), payload.size(), reinterpret_cast<unsigned char *>(digest.data()), nullptr, EVP_sha256(),
-               nullptr);
-    return encrypt(payload + digest, other_key);
+    return encrypt(payload + digest(payload), other_key);
 }
 
 std::string header_image(uint32_t block_size, uint32_t flags, uint32_t data_size)

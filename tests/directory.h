@@ -34,6 +34,7 @@ public:
 
 /* The encryption of `plaintext` under the storage key, or another. */
 std::string encrypt(const std::string &plaintext, bool other_key = false);
+std::string digest(const std::string &payload);
 /* An object file's content. */
 std::string seal(const std::string &payload, bool other_key = false);
 std::string header_image(uint32_t block_size, uint32_t flags, uint32_t data_size);

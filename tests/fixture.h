@@ -17,6 +17,20 @@ protected:
         gate_problems.clear();
     }
 
+    void expect_files(const file_map &wanted) const
+    {
+        EXPECT_EQ(listing(files()), listing(wanted));
+        EXPECT_TRUE(files() == wanted) << "in their content";
+    }
+
+    static std::string listing(const file_map &files)
+    {
+        std::string all;
+        for (const auto &[name, content] : files)
+            all += name + " ";
+        return all;
+    }
+
     void start(const file_map &files)
     {
         restore({files, {}});

@@ -190,7 +190,7 @@ GATED(CRYPTO, 0, 0, int, EVP_EncryptUpdate,
 GATED(CRYPTO, 0, 0, int, EVP_DecryptUpdate,
       (EVP_CIPHER_CTX * c, unsigned char *o, int *l, const unsigned char *i, int n), (c, o, l, i, n))
 GATED(CRYPTO, 0, 0, int, EVP_EncryptFinal_ex, (EVP_CIPHER_CTX * c, unsigned char *o, int *l), (c, o, l))
-GATED(CRYPTO, 0, 0, int, EVP_DecryptFinal_ex, (EVP_CIPHER_CTX * c, unsigned char *o, int *l), (c, o, l))
+GATED(CHECK, 0, 0, int, EVP_DecryptFinal_ex, (EVP_CIPHER_CTX * c, unsigned char *o, int *l), (c, o, l))
 GATED(CRYPTO, 0, nullptr, unsigned char *, SHA256, (const unsigned char *d, size_t n, unsigned char *o), (d, n, o))
 
 uint32_t __real_sd_read_record(const sd_table *, uint32_t, const uint8_t **, uint32_t *) asm("__real_" READ_RECORD);

@@ -10,8 +10,9 @@
 #include <string>
 #include <vector>
 
-// What a call does: look at files, change them, take memory, encrypt.
-enum call_kind { LOOK = 1, CHANGE = 2, MEMORY = 4, CRYPTO = 8, FILES = LOOK | CHANGE, ALL_CALLS = 15 };
+// What a call does: look at files, change them, take memory, encrypt, find that a
+// file is damaged. The last is no fault of the machine.
+enum call_kind { LOOK = 1, CHANGE = 2, MEMORY = 4, CRYPTO = 8, CHECK = 16, FILES = LOOK | CHANGE, FAULTS = 15 };
 
 // Ways in which a write falls short of what was asked.
 enum tear { NOTHING, ONE_BYTE, HALF, ALL_BUT_16, ZEROS, FLIPPED, TEARS };
@@ -21,7 +22,7 @@ enum file_system : long { TMPFS = 0x01021994, BTRFS = 0x9123683E, F2FS = 0xF2F52
 // How the calls of the library are disturbed: call number `trip` of those that
 // count fails, and `span` - 1 after it; or the program dies before it.
 struct disturbance {
-    int counted = ALL_CALLS;
+    int counted = FAULTS | CHECK;
     const char *only = nullptr;   // counts calls of this name alone
     long trip = 0;
     long span = 1;

@@ -116,8 +116,10 @@ protected:
                std::to_string(what.kind);
     }
 
-    static int32_t expected(const verdict &now, const call &what)
+    static int32_t expected(const state &is, const verdict &now, const call &what)
     {
+        if (is.header == SMALL && what.kind != call::CREATE && what.kind != call::REMOVE)
+            return -5;
         const bool refused = now.is_blocked && (what.kind == call::WRITE || what.kind == call::CREATE);
         if (what.kind == call::REMOVE && now.is_deleted)
             return 0;
@@ -133,7 +135,7 @@ protected:
         const int32_t result = what.run();
         if (now.is_uncertain || (what.kind == call::REMOVE && is.header == FOREIGN))
             return;
-        ASSERT_EQ(result, expected(now, what)) << told(is, what);
+        ASSERT_EQ(result, expected(is, now, what)) << told(is, what);
         const world after = result == what.result(now.seen) ? what.done(now.seen) : now.seen;
         const world seen = observe();
         ASSERT_EQ(seen.is, now.has_gap && after.is == world::THERE && !after.bytes.empty() ? world::RUIN : after.is) << told(is, what);
@@ -221,7 +223,7 @@ protected:
 TEST_F(Lessons, KeptVersionsOfARemovedDataSpaceStayAway)
 {
     start(there(2000).files("a"));
-    kill(write(0, 2000), "write", 3);
+    kill(write(0, 2000), "write", 2);
     put("VORN_HDR_a", "damaged");
     unlink(path("VORN_DATA_a_1").c_str());
     EXPECT_EQ(call{call::REMOVE}.run(), 0);
@@ -241,7 +243,7 @@ TEST_F(Lessons, TheSignStaysWhileAKeptVersionStays)
     EXPECT_EQ(write(0, 5).run(), 0);
     reset_gate(root);
     EXPECT_EQ(call{}.run(), 700);
-    EXPECT_EQ(files(), there(700).files("a"));
+    expect_files(there(700).files("a"));
 }
 
 TEST_F(Lessons, AHeaderMayBeASymbolicLink)
@@ -266,7 +268,8 @@ TEST_F(Lessons, AFlushThatFailsIsNotIgnored)
     start(there(2000).files("a"));
     refuse({{"fsync", EIO}});
     EXPECT_EQ(disturbed(write(0, 1200), {FILES, "write", 2}), 0);
-    EXPECT_EQ(files(), there(2000).files("a"));
+    EXPECT_TRUE(there(2000).shows(observe()));
+    expect_files(there(2000).files("a"));
     for (const call &what : {write(0, 1200), call{call::CREATE, 512, 1}}) {
         start(there(700).files("a"));
         the_gate.on.file_system = BTRFS;
@@ -325,7 +328,7 @@ TEST_F(Lessons, ADirectoryAtAKeptNameIsNamedAndInTheWay)
         EXPECT_EQ(write(600, 50).run(), 0);
         EXPECT_NE(the_gate.messages.at(0).find("DIR/VORN_OLD_VORN_DATA_a_1"), std::string::npos);
         EXPECT_EQ(the_gate.reason, EISDIR);
-        EXPECT_EQ(files(), foreign);
+        expect_files(foreign);
     }
     rmdir(path("VORN_OLD_VORN_DATA_a_1").c_str());
     EXPECT_EQ(write(600, 50).run(), 50);
@@ -340,7 +343,7 @@ TEST_F(Lessons, ACreationLooksForASign)
             start(foreign);
             refuse({{"mknod", EPERM}});
             EXPECT_EQ((call{call::CREATE, 512, 1}.run()), -1);
-            EXPECT_EQ(files(), foreign);
+            expect_files(foreign);
             EXPECT_NE(the_gate.messages.back().find("DIR/" + SIGN), std::string::npos);
         }
     }
@@ -357,7 +360,7 @@ TEST_F(Lessons, ASandboxMayForbidTheProtection)
         EXPECT_EQ(write(300, 700).run(), 700);
         EXPECT_EQ(call{}.run(), 1000);
         EXPECT_EQ(call{call::REMOVE}.run(), 0);
-        EXPECT_EQ(files(), file_map());
+        expect_files(file_map());
     }
 }
 
@@ -369,7 +372,7 @@ TEST_F(Lessons, NoAnswerLosesData)
                            ENAMETOOLONG, ENOENT, ENOMEM, ENOSPC, ENOSYS, ENOTDIR, ENOTEMPTY, EOPNOTSUPP, EPERM,
                            EROFS, ESTALE, ETIMEDOUT, EUCLEAN, EXDEV, 524};
     const std::map<std::string, std::set<int>> refusing = {
-        {"link", {EIO, ENOSPC, EDQUOT, ENOMEM}},
+        {"link", {EEXIST, EIO, ENOSPC, EDQUOT, ENOMEM}},
         {"symlink", {EEXIST, EIO, ENOSPC, EDQUOT, ENOMEM, EINTR}},
         {"rename", std::set<int>(std::begin(answers), std::end(answers))},
     };
