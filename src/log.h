@@ -9,6 +9,9 @@
  */
 #pragma once
 
+#include <cerrno>
+#include <cstdint>
+
 #include "platform/dlog.h"
 
 #ifndef OPERATION
@@ -21,5 +24,19 @@
 #define LOG_ERROR(...) VORN_LOG(DLOG_ERROR, __VA_ARGS__)
 #define LOG_WARNING(...) VORN_LOG(DLOG_WARN, __VA_ARGS__)
 
-/* Logs an error, and is the outcome with this status and reason. */
-#define FAILED(status, reason, ...) (LOG_ERROR(__VA_ARGS__), outcome{status, reason})
+/* A failure: its status, its reason as an errno value, and what the log said. The
+ * three are evaluated in this order, so that the reason may be errno itself. */
+struct failure {
+    int32_t status;
+    int reason;
+    int logged;
+
+    int32_t report() const
+    {
+        errno = reason;
+        return status;
+    }
+};
+
+/* Logs an error, leaves the reason in errno, and is the status. */
+#define FAILED(status, reason, ...) (failure{status, reason, LOG_ERROR(__VA_ARGS__)}.report())
