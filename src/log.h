@@ -24,19 +24,22 @@
 #define LOG_ERROR(...) VORN_LOG(DLOG_ERROR, __VA_ARGS__)
 #define LOG_WARNING(...) VORN_LOG(DLOG_WARN, __VA_ARGS__)
 
-/* A failure: its status, its reason as an errno value, and what the log said. The
- * three are evaluated in this order, so that the reason may be errno itself. */
+/* Leaves the reason in errno, and returns the status. */
+__attribute__((noinline)) inline int32_t fail(int32_t status, int reason)
+{
+    errno = reason;
+    return status;
+}
+
+/* A failure that is logged: what stands before the point is evaluated before the
+ * message, so the reason may be errno itself. */
 struct failure {
     int32_t status;
     int reason;
-    int logged;
 
-    int32_t report() const
-    {
-        errno = reason;
-        return status;
-    }
+    __attribute__((always_inline)) int32_t after(int) const { return fail(status, reason); }
 };
 
-/* Logs an error, leaves the reason in errno, and is the status. */
-#define FAILED(status, reason, ...) (failure{status, reason, LOG_ERROR(__VA_ARGS__)}.report())
+/* Logs an error, or a warning, leaves the reason in errno, and is the status. */
+#define FAILED(status, reason, ...) (failure{status, reason}.after(LOG_ERROR(__VA_ARGS__)))
+#define WARNED(status, reason, ...) (failure{status, reason}.after(LOG_WARNING(__VA_ARGS__)))

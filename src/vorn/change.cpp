@@ -42,13 +42,13 @@ keeping keep(write_change *change, file_id id, file_id kept)
 {
     const data_space &space = *change->space;
     int error = vorn_file_do(name_call::LINK, space, id, kept);
-    if (error == ENOENT && vorn_look(space, id) != ENOENT)
+    if (error == ENOENT && vorn_file_do(name_call::LSTAT, space, id) != ENOENT)
         return keeping::NO_LINKS;
     if (error == ENOENT || error == EEXIST) {
         // What stands there belongs to no sign. It goes, also where the object is missing.
         change->reason = vorn_file_do(name_call::UNLINK, space, kept);
         if (change->reason != 0) {
-            (void)vorn_report("unlink", space, kept, change->reason);
+            vorn_report("unlink", space, kept, change->reason);
             return keeping::REFUSED;
         }
         error = error == ENOENT ? 0 : vorn_file_do(name_call::LINK, space, id, kept);
@@ -56,7 +56,7 @@ keeping keep(write_change *change, file_id id, file_id kept)
     if (!is_grave(error))
         return error == 0 ? keeping::DONE : keeping::NO_LINKS;
     change->reason = error;
-    (void)vorn_report("link", space, kept, error);
+    vorn_report("link", space, kept, error);
     return keeping::REFUSED;
 }
 
@@ -92,7 +92,7 @@ bool commit(write_change *change)
         return true;
     const int error = vorn_file_do(name_call::LINK, *change->space, teller_of(change->made), kept);
     if (error != 0)
-        (void)vorn_report("link", *change->space, kept, error);
+        vorn_report("link", *change->space, kept, error);
     return false;
 }
 
@@ -131,13 +131,13 @@ void vorn_take_back(write_change *change, file_id id, file_id kept, bool has_rem
     if (change->lost || kept == 0 || change->made.kind == sign::IMPOSSIBLE)
         return;
     const bool is_linked = change->made.kind == sign::WRITE;
-    int error = is_linked ? vorn_file_do(name_call::LINK, space, kept, id) : vorn_look(space, id);
+    int error = is_linked ? vorn_file_do(name_call::LINK, space, kept, id) : vorn_file_do(name_call::LSTAT, space, id);
     if (!is_linked)   // rename would replace what stands there
         error = error == ENOENT ? vorn_file_do(name_call::RENAME, space, kept, id) : EEXIST;
     if (error == 0)
         return;
     change->lost = true;
-    (void)vorn_report(is_linked ? "link" : "rename", space, kept, error);
+    vorn_report(is_linked ? "link" : "rename", space, kept, error);
 }
 
 bool vorn_end_write(write_change *change, uint32_t blocks, bool is_complete)

@@ -13,7 +13,7 @@ static int32_t begin_creation(data_space *space, bool is_absent, sign *made)
 {
     if (vorn_read_sign(space) != 0)
         return -1;
-    const int error = space->standing.kind == sign::IMPOSSIBLE ? 0 : vorn_look(*space, HEADER);
+    const int error = space->standing.kind == sign::IMPOSSIBLE ? 0 : vorn_file_do(name_call::LSTAT, *space, HEADER);
     if (error == 0)
         return 0;
     if (error != ENOENT)
@@ -27,7 +27,7 @@ static int32_t begin_creation(data_space *space, bool is_absent, sign *made)
     if (made->kind == sign::IMPOSSIBLE || file_system_of(space->directory.get()).is_ordered || vorn_flush(*space) == 0)
         return 0;
     const int reason = errno;
-    (void)vorn_clear(*space, SIGN);
+    vorn_clear(*space, SIGN);
     errno = reason;
     return -1;
 }
@@ -54,7 +54,7 @@ NOT_INLINED static int32_t store_header(data_space *space, bool is_absent, uint3
     const bool has_remains = file_has_remains(status, reason) && space->directory != nullptr;
     const bool is_cleared = !has_remains || vorn_clear(*space, HEADER);
     if (made.kind == sign::CREATION && is_cleared)
-        (void)vorn_clear(*space, SIGN);   // where it stays, the next load drops it
+        vorn_clear(*space, SIGN);   // where it stays, the next load drops it
     errno = reason;
     return status == 0 ? 0 : -1;
 }

@@ -4,16 +4,15 @@
 #pragma once
 
 #include "FileBackend/vorn-backend/names.h"
+#include "platform/dlog.h"
 #include "vorn/data_space.h"
 
 /* Makes a call on a file's name. Returns 0 or an errno value. */
-int vorn_file_do(name_call call, const data_space &space, file_id id, file_id second = 0);
-
-/* Looks at a file. Returns 0 or an errno value. */
-int vorn_look(const data_space &space, file_id id, file_identity *identity = nullptr);
+int vorn_file_do(name_call call, const data_space &space, file_id id, file_id second = 0,
+                 file_identity *identity = nullptr);
 
 /* Logs that a call on a file failed. Returns -1, with the error in errno. */
-int32_t vorn_report(const char *call, const data_space &space, file_id id, int error);
+int32_t vorn_report(const char *call, const data_space &space, file_id id, int error, int priority = DLOG_ERROR);
 
 /* Deletes what is no longer needed. Returns false, with a warning, when it stays; the
  * caller then keeps the sign, so that the next load of the header tries again. */

@@ -10,28 +10,21 @@
 
 // Delivers one piece of the range. Returns the number of bytes; fewer than the piece
 // has end the read, with the reason in errno.
-static uint32_t load_piece(const char *label, const block_walk &walk, unsigned char *piece)
+static int32_t load_piece(const char *label, const block_walk &walk, unsigned char *piece)
 {
     object_name name;
     vorn_name(name, label, walk.index);
     backend_buffer *record = nullptr;
     const int32_t status = backend_get_data(name, &record);
-    if (status != 0) {
-        const int reason = errno;
-        LOG_WARNING("backend_get_data for %s failed (%d)", name, status);
-        errno = reason;
-        return 0;
-    }
+    if (status != 0)
+        return WARNED(0, errno, "backend_get_data for %s failed (%d)", name, status);
     const loaded_object loaded(record);
     const uint32_t position = std::min(walk.position, record->size);
-    const uint32_t count = std::min(walk.chunk, record->size - position);
-    memcpy(piece, record->data + position, count);
-    if (count < walk.chunk) {
-        // What follows would be delivered at the wrong position.
-        LOG_WARNING("%s is too short (%u)", name, record->size);
-        errno = EBADMSG;
-    }
-    return count;
+    const uint32_t size = std::min(walk.chunk, record->size - position);
+    const auto count = static_cast<int32_t>(size);
+    memcpy(piece, record->data + position, size);
+    // What follows a short block would be delivered at the wrong position.
+    return size == walk.chunk ? count : WARNED(count, EBADMSG, "%s is too short (%u)", name, record->size);
 }
 
 int32_t vorn_read(const char *label, uint32_t offset, uint32_t length, void *buffer)
@@ -46,8 +39,9 @@ int32_t vorn_read(const char *label, uint32_t offset, uint32_t length, void *buf
     if (offset >= header.data_size)
         return FAILED(-ERANGE, ERANGE, "Offset is far away from data block");
     block_walk walk(header.block_size, offset, std::min({header.data_size - offset, length, uint32_t{INT32_MAX}}));
+    auto *const bytes = static_cast<unsigned char *>(buffer);
     while (walk.left > 0) {
-        const uint32_t count = load_piece(label, walk, static_cast<unsigned char *>(buffer) + walk.done);
+        const auto count = static_cast<uint32_t>(load_piece(label, walk, bytes + walk.done));
         if (count < walk.chunk)
             return static_cast<int32_t>(walk.done + count);
         walk.next(header.block_size);

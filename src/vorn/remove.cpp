@@ -16,7 +16,7 @@ static bool begin_removal(const data_space &space, uint32_t end)
         return false;
     if (file_system_of(space.directory.get()).is_ordered || vorn_flush(space) == 0)
         return true;
-    (void)vorn_clear(space, SIGN);
+    vorn_clear(space, SIGN);
     return false;
 }
 
@@ -56,12 +56,7 @@ static int32_t remove_header(const data_space &space)
     object_name name;
     vorn_name(name, space.label, HEADER);
     const int32_t status = backend_remove_alias(name);
-    if (status == 0)
-        return 0;
-    const int reason = errno;
-    LOG_WARNING("backend_remove_alias failed (%d)", status);
-    errno = reason;
-    return -1;
+    return status == 0 ? 0 : WARNED(-1, errno, "backend_remove_alias failed (%d)", status);
 }
 
 static int32_t remove_objects(const data_space &space, bool has_header)
@@ -82,7 +77,7 @@ static int32_t remove_objects(const data_space &space, bool has_header)
     if (is_over)
         (void)(vorn_clear(space, NEXT_SIGN) && vorn_clear(space, SIGN));
     else if (removed != 0 && has_sign)
-        (void)vorn_clear(space, SIGN);
+        vorn_clear(space, SIGN);
     errno = reason;
     return removed;
 }

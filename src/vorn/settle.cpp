@@ -40,7 +40,7 @@ void must(settling *call, const char *text, file_id id, int error)
     if (error == 0)
         return;
     call->fault = error;
-    (void)vorn_report(text, *call->space, id, error);
+    vorn_report(text, *call->space, id, error);
 }
 
 void delete_header(settling *call)
@@ -54,7 +54,7 @@ void delete_header(settling *call)
 // Whether a file stands at the name.
 bool stands(settling *call, file_id id, file_identity *identity)
 {
-    const int error = vorn_look(*call->space, id, identity);
+    const int error = vorn_file_do(name_call::LSTAT, *call->space, id, 0, identity);
     must(call, "lstat", id, error == ENOENT ? 0 : error);
     return error == 0;
 }

@@ -86,11 +86,11 @@ attempt try_to_make(const data_space &space, const sign &made)
 
 int32_t vorn_read_sign(data_space *space)
 {
-    object_name name;
-    vorn_name(name, space->label, NEXT_SIGN);   // no name is longer
     space->standing = {sign::IMPOSSIBLE};
-    if (space->directory == nullptr || !file_name_fits(space->directory.get(), name))
+    // No name is longer than that of the next sign.
+    if (space->directory == nullptr || vorn_file_do(name_call::NOTHING, *space, NEXT_SIGN) != 0)
         return 0;
+    object_name name;
     vorn_name(name, space->label, SIGN);
     char text[TEXT_ROOM];
     const int error = file_read_text(space->directory.get(), name, text);

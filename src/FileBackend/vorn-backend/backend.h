@@ -22,8 +22,8 @@
  * -ENOMEM, or another code when its content is refused or cannot be read. The
  * reason is ENOENT only for an absent file, and EBADMSG only for refused content.
  *
- * `directory`, where it is given, takes over the path of the data directory. It
- * stays empty when the platform has none.
+ * `directory`, where it is given, takes over the path of the data directory. It is
+ * left alone when the platform has none.
  */
 int32_t file_get_data(const char *alias, backend_buffer **out, owned<char> *directory = nullptr);
 

@@ -14,7 +14,6 @@
 #include "FileBackend/vorn-backend/cipher.h"
 #include "FileBackend/vorn-backend/object_path.h"
 #include "log.h"
-#include "platform/app_common.h"
 
 // Reads the whole file.
 static int32_t read_ciphertext(int file, file_text *ciphertext)
@@ -86,27 +85,19 @@ static int32_t load_file(int file, backend_buffer **out)
 static int32_t load_path(const char *path, backend_buffer **out)
 {
     const int file = open(path, O_RDONLY | O_NONBLOCK);
-    if (file < 0) {
+    if (file < 0)
         return FAILED(BACKEND_ERR_ALIAS_STATE, errno, "open for %s failed : %m", path);
-    }
     const int32_t status = load_file(file, out);
     const int reason = errno;
     if (close(file) != 0)
         LOG_WARNING("close failed : %m");
-    errno = reason;
-    return status;
+    return fail(status, reason);
 }
 
 int32_t file_get_data(const char *alias, backend_buffer **out, owned<char> *directory)
 {
-    owned<char> asked(app_get_data_path());
-    if (asked == nullptr)
-        return FAILED(-ENOMEM, ENOTDIR, "app_get_data_path failed");
+    owned<char> here;
     char path[PATH_ROOM];
-    const int32_t status = set_object_path(path, asked.get(), alias)
-                               ? load_path(path, out)
-                               : FAILED(BACKEND_ERR_PATH, ENAMETOOLONG, "Path for %s is too long", alias);
-    if (directory != nullptr)
-        *directory = std::move(asked);
-    return status;
+    const int32_t status = find_object(__func__, alias, path, directory != nullptr ? directory : &here);
+    return status != 0 ? status : load_path(path, out);
 }

@@ -41,7 +41,17 @@ static int make_text_file(const char *path, const char *text)
     return error;
 }
 
-static int call_result(name_call call, const char *path, const char *second, const char *text)
+static int look(const char *path, file_identity *identity)
+{
+    struct stat status;
+    if (lstat(path, &status) != 0)
+        return -1;
+    if (identity != nullptr)
+        *identity = {status.st_dev, status.st_ino};
+    return 0;
+}
+
+static int result_of(name_call call, const char *path, const char *second, const char *text, file_identity *identity)
 {
     switch (call) {
     case name_call::LINK:
@@ -54,40 +64,27 @@ static int call_result(name_call call, const char *path, const char *second, con
         return mknod(path, S_IFREG | 0600, 0);
     case name_call::SYMLINK:
         return symlink(text, path);
-    default:
+    case name_call::TEXT_FILE:
         errno = make_text_file(path, text);
         return errno == 0 ? 0 : -1;
+    case name_call::LSTAT:
+        return look(path, identity);
+    case name_call::NOTHING:
+        break;
     }
+    return 0;
 }
 
-bool file_name_fits(const char *directory, const char *name)
-{
-    char path[PATH_ROOM];
-    return set_object_path(path, directory, name);
-}
-
-int file_name_do(name_call call, const char *directory, const char *name, const char *other)
+int file_name_do(name_call call, const char *directory, const char *name, const char *other, file_identity *identity)
 {
     char path[PATH_ROOM];
     char second[PATH_ROOM];
     const bool has_second = call == name_call::LINK || call == name_call::RENAME;
     if (!set_object_path(path, directory, name) || (has_second && !set_object_path(second, directory, other)))
         return ENAMETOOLONG;
-    if (call_result(call, path, second, other) == 0 || (call == name_call::UNLINK && errno == ENOENT))
+    if (result_of(call, path, second, other, identity) == 0 || (call == name_call::UNLINK && errno == ENOENT))
         return 0;
     return errno;
-}
-
-int file_look(const char *directory, const char *name, file_identity *identity)
-{
-    char path[PATH_ROOM];
-    struct stat status;
-    if (!set_object_path(path, directory, name))
-        return ENAMETOOLONG;
-    if (lstat(path, &status) != 0)
-        return errno;
-    *identity = {status.st_dev, status.st_ino};
-    return 0;
 }
 
 int file_read_text(const char *directory, const char *name, char (&text)[TEXT_ROOM])

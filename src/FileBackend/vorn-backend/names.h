@@ -29,15 +29,13 @@ enum class name_call {
     MKNOD,       // makes an empty file
     SYMLINK,     // makes a symbolic link to a text
     TEXT_FILE,   // makes a file with a text, which is then on storage
+    LSTAT,       // looks at the name itself, not at what a symbolic link there leads to
+    NOTHING,     // sees that the path is not too long
 };
 
-bool file_name_fits(const char *directory, const char *name);
-
-/* `other` is the second name, or the text. */
-int file_name_do(name_call call, const char *directory, const char *name, const char *other);
-
-/* Looks at a name itself, not at what a symbolic link there leads to. */
-int file_look(const char *directory, const char *name, file_identity *identity);
+/* `other` is the second name, or the text; `identity` becomes what LSTAT sees. */
+int file_name_do(name_call call, const char *directory, const char *name, const char *other,
+                 file_identity *identity = nullptr);
 
 /* Reads a text. It is "?" where neither a symbolic link nor a small file stands. */
 int file_read_text(const char *directory, const char *name, char (&text)[TEXT_ROOM]);

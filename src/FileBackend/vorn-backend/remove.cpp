@@ -1,24 +1,16 @@
-#define OPERATION "file_remove_alias"
-
 #include <unistd.h>
-
-#include <cerrno>
 
 #include "FileBackend/vorn-backend/backend.h"
 #include "FileBackend/vorn-backend/object_path.h"
 #include "log.h"
-#include "platform/app_common.h"
 
 int32_t file_remove_alias(const char *alias)
 {
-    const owned<char> directory(app_get_data_path());
-    if (directory == nullptr)
-        return FAILED(-ENOMEM, ENOTDIR, "app_get_data_path failed");
+    owned<char> directory;
     char path[PATH_ROOM];
-    if (!set_object_path(path, directory.get(), alias))
-        return FAILED(BACKEND_ERR_PATH, ENAMETOOLONG, "Path for %s is too long", alias);
-    if (unlink(path) == 0)
-        return 0;
-    const int32_t status = errno == ENOENT ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
+    int32_t status = find_object(__func__, alias, path, &directory);
+    if (status != 0 || unlink(path) == 0)
+        return status;
+    status = errno == ENOENT ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
     return FAILED(status, errno, "unlink for %s failed : %m", path);
 }

@@ -12,7 +12,6 @@
 #include "FileBackend/vorn-backend/cipher.h"
 #include "FileBackend/vorn-backend/object_path.h"
 #include "log.h"
-#include "platform/app_common.h"
 
 // Encrypts the payload with its digest behind it.
 static int32_t seal(backend_buffer payload, file_text *ciphertext)
@@ -49,20 +48,18 @@ int32_t file_save_data(const char *alias, backend_buffer bytes)
 {
     if (bytes.data == nullptr || bytes.size == 0 || bytes.size > OBJECT_MAX)
         return FAILED(-EINVAL, EINVAL, "Invalid parameter");
-    const owned<char> directory(app_get_data_path());
-    if (directory == nullptr)
-        return FAILED(-ENOMEM, ENOTDIR, "app_get_data_path failed");
+    owned<char> directory;
     char path[PATH_ROOM];
-    if (!set_object_path(path, directory.get(), alias))
-        return FAILED(BACKEND_ERR_PATH, ENAMETOOLONG, "Path for %s is too long", alias);
+    int32_t status = find_object(__func__, alias, path, &directory);
+    if (status != 0)
+        return status;
     const int file = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK | O_DSYNC, 0644);
     if (file < 0) {
-        const int32_t status = errno == EEXIST ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
+        status = errno == EEXIST ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
         return FAILED(status, errno, "open for %s failed : %m", path);
     }
-    const int32_t status = fill(file, bytes);
+    status = fill(file, bytes);
     const int reason = errno;
     close(file);   // not checked: the write has already reached storage, or failed
-    errno = reason;
-    return status;
+    return fail(status, reason);
 }
