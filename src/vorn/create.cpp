@@ -22,14 +22,7 @@ static int32_t begin_creation(data_space *space, bool is_absent, sign *made)
     if (is_absent && space->standing.is_ours() && vorn_clear(*space, SIGN))
         space->standing = {};
     made->kind = sign::CREATION;
-    if (vorn_make_sign(*space, made) != 0)
-        return -1;
-    if (made->kind == sign::IMPOSSIBLE || file_system_of(space->directory.get()).is_ordered || vorn_flush(*space) == 0)
-        return 0;
-    const int reason = errno;
-    vorn_clear(*space, SIGN);
-    errno = reason;
-    return -1;
+    return vorn_make_lone_sign(*space, made);
 }
 
 // Stores the header of a new data space.
@@ -55,8 +48,7 @@ NOT_INLINED static int32_t store_header(data_space *space, bool is_absent, uint3
     const bool is_cleared = !has_remains || vorn_clear(*space, HEADER);
     if (made.kind == sign::CREATION && is_cleared)
         vorn_clear(*space, SIGN);   // where it stays, the next load drops it
-    errno = reason;
-    return status == 0 ? 0 : -1;
+    return fail(status == 0 ? 0 : -1, reason);
 }
 
 int32_t vorn_create(const char *label, uint32_t block_size, uint32_t flags)

@@ -15,7 +15,7 @@ static int32_t load_piece(const char *label, const block_walk &walk, unsigned ch
     object_name name;
     vorn_name(name, label, walk.index);
     backend_buffer *record = nullptr;
-    const int32_t status = backend_get_data(name, &record);
+    const int32_t status = backend_get_data(name, &record, nullptr);
     if (status != 0)
         return WARNED(0, errno, "backend_get_data for %s failed (%d)", name, status);
     const loaded_object loaded(record);

@@ -7,19 +7,6 @@
 #include "vorn.h"
 #include "vorn/files.h"
 
-// Makes the sign of the removal of the blocks below `end`. A removal goes on without
-// where that fails.
-static bool begin_removal(const data_space &space, uint32_t end)
-{
-    sign made = {sign::REMOVAL, 0, end};
-    if (vorn_make_sign(space, &made) != 0 || made.kind != sign::REMOVAL)
-        return false;
-    if (file_system_of(space.directory.get()).is_ordered || vorn_flush(space) == 0)
-        return true;
-    vorn_clear(space, SIGN);
-    return false;
-}
-
 // Deletes the blocks that the header counts. Returns the number of the first one that
 // stays.
 static uint32_t remove_counted_blocks(const char *label, uint32_t count)
@@ -65,7 +52,9 @@ static int32_t remove_objects(const data_space &space, bool has_header)
     const bool can_sign = standing.kind != sign::IMPOSSIBLE;
     const uint32_t counted = has_header ? vorn_block_count(space.header) : 0;
     const uint32_t end = can_sign ? vorn_find_end(space, counted) : counted;
-    const bool has_sign = can_sign && begin_removal(space, end);
+    // A removal goes on without a sign where that fails.
+    sign made = {sign::REMOVAL, 0, end};
+    const bool has_sign = can_sign && vorn_make_lone_sign(space, &made) == 0 && made.kind == sign::REMOVAL;
     const uint32_t stays = has_header ? remove_counted_blocks(space.label, counted) : remove_found_blocks(space.label);
     bool all_gone = stays >= end || vorn_clear_range(space, stays, end);
     const int32_t removed = remove_header(space);
@@ -78,8 +67,7 @@ static int32_t remove_objects(const data_space &space, bool has_header)
         (void)(vorn_clear(space, NEXT_SIGN) && vorn_clear(space, SIGN));
     else if (removed != 0 && has_sign)
         vorn_clear(space, SIGN);
-    errno = reason;
-    return removed;
+    return fail(removed, reason);
 }
 
 int32_t vorn_remove(const char *label)

@@ -65,7 +65,7 @@ bool is_good(settling *call, file_id id)
     object_name name;
     vorn_name(name, call->space->label, id);
     backend_buffer *record = nullptr;
-    const int32_t status = backend_get_data(name, &record);
+    const int32_t status = backend_get_data(name, &record, nullptr);
     if (status != 0 && is_fault(errno))
         call->fault = errno;
     const loaded_object release(record);
@@ -183,8 +183,7 @@ int32_t vorn_settle(data_space *space, int32_t status, int reason)
     const int32_t read = vorn_read_sign(space);
     // No interruption leaves a good object that is not a header.
     if (status == -EIO || is_fault(reason)) {
-        errno = reason;
-        return status;
+        return fail(status, reason);
     }
     if (read != 0)
         return read;
@@ -194,6 +193,5 @@ int32_t vorn_settle(data_space *space, int32_t status, int reason)
         if (call.all_cleared && vorn_clear(*space, SIGN))
             space->standing = {};
     }
-    errno = call.fault != 0 ? call.fault : call.reason;
-    return call.fault != 0 ? -1 : call.status;
+    return fail(call.fault != 0 ? -1 : call.status, call.fault != 0 ? call.fault : call.reason);
 }

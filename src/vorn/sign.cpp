@@ -5,6 +5,7 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "log.h"
 #include "vorn/files.h"
 
 namespace {
@@ -109,4 +110,15 @@ int32_t vorn_make_sign(const data_space &space, sign *made)
         return vorn_report(tried.call, space, SIGN, tried.error);
     made->kind = sign::IMPOSSIBLE;
     return 0;
+}
+
+int32_t vorn_make_lone_sign(const data_space &space, sign *made)
+{
+    if (vorn_make_sign(space, made) != 0)
+        return -1;
+    if (made->kind == sign::IMPOSSIBLE || file_system_of(space.directory.get()).is_ordered || vorn_flush(space) == 0)
+        return 0;
+    const int reason = errno;
+    vorn_clear(space, SIGN);
+    return fail(-1, reason);
 }

@@ -37,3 +37,7 @@ int32_t vorn_read_sign(data_space *space);
  * Returns 0, or -1 when the change must not begin. Where no sign can be made at all,
  * made->kind becomes IMPOSSIBLE. */
 int32_t vorn_make_sign(const data_space &space, sign *made);
+
+/* The same for a sign with which nothing is kept: it is on storage before the call goes
+ * on, where the file system does not keep its directory operations in order. */
+int32_t vorn_make_lone_sign(const data_space &space, sign *made);

@@ -30,6 +30,5 @@ int32_t vorn_update_data(write_change *change, const char *name, file_id id, fil
     } else if (removed == 0 && kept != 0 && change->made.kind == sign::EACH) {
         change->lost = !vorn_clear(*change->space, kept) || change->lost;
     }
-    errno = reason;
-    return saved;
+    return fail(saved, reason);
 }

@@ -18,8 +18,7 @@ static int32_t store_new_block(write_change *change, const char *name, uint32_t 
     const int reason = errno;
     LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
     vorn_take_back(change, index, 0, file_has_remains(status, reason));
-    errno = reason;
-    return status;
+    return fail(status, reason);
 }
 
 static int32_t replace_block(write_change *change, const char *name, uint32_t index, backend_buffer block)
@@ -37,7 +36,7 @@ static int32_t store_piece(write_change *change, const block_walk &walk, const u
     object_name name;
     vorn_name(name, change->space->label, walk.index);
     backend_buffer *record = nullptr;
-    const int32_t status = backend_get_data(name, &record);
+    const int32_t status = backend_get_data(name, &record, nullptr);
     loaded_object loaded(record);
     if (status != 0 && status != BACKEND_ERR_ALIAS_STATE)
         return FAILED(status, errno, "backend_get_data for %s failed (%d)", name, status);
@@ -104,8 +103,7 @@ static int32_t write_range(const data_space &space, uint32_t offset, uint32_t le
         const bool is_kept = vorn_end_write(&change, walk.index - offset / header.block_size, is_complete);
         result = recorded == -ENOMEM ? -ENOMEM : is_kept ? static_cast<int32_t>(walk.done) : 0;
     }
-    errno = change.reason;
-    return result;
+    return fail(result, change.reason);
 }
 
 int32_t vorn_write(const char *label, uint32_t offset, uint32_t length, const void *buffer)

@@ -22,10 +22,10 @@
  * -ENOMEM, or another code when its content is refused or cannot be read. The
  * reason is ENOENT only for an absent file, and EBADMSG only for refused content.
  *
- * `directory`, where it is given, takes over the path of the data directory. It is
+ * `directory`, unless it is NULL, takes over the path of the data directory. It is
  * left alone when the platform has none.
  */
-int32_t file_get_data(const char *alias, backend_buffer **out, owned<char> *directory = nullptr);
+int32_t file_get_data(const char *alias, backend_buffer **out, owned<char> *directory);
 
 /*
  * Stores a new object; the bytes stay the caller's. With status 0 they have
@@ -46,18 +46,6 @@ inline bool file_has_remains(int32_t status, int reason)
 int32_t file_remove_alias(const char *alias);
 
 // The names under which the store knows the operations.
-
-inline int32_t backend_get_data(const char *alias, backend_buffer **out, owned<char> *directory = nullptr)
-{
-    return file_get_data(alias, out, directory);
-}
-
-inline int32_t backend_save_data(const char *alias, backend_buffer bytes)
-{
-    return file_save_data(alias, bytes);
-}
-
-inline int32_t backend_remove_alias(const char *alias)
-{
-    return file_remove_alias(alias);
-}
+static constexpr auto &backend_get_data = file_get_data;
+static constexpr auto &backend_save_data = file_save_data;
+static constexpr auto &backend_remove_alias = file_remove_alias;
