@@ -1,7 +1,6 @@
 #include "vorn/change.h"
 
 #include "FileBackend/vorn-backend/cipher.h"
-#include "log.h"
 #include "vorn/files.h"
 
 namespace {
