@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "log.h"
-#include "platform/app_common.h"
 #include "vorn.h"
 #include "vorn/files.h"
 
@@ -82,11 +81,7 @@ int32_t vorn_remove(const char *label)
     if (status != 0) {
         LOG_WARNING("Header for %s was broken (%d), however Data & Header will be removed forcely for reliability",
                     label, status);
-        // What could not be looked at is looked at again: a sign that stays would bring
-        // the data space back.
-        if (space.directory == nullptr)
-            space.directory.reset(app_get_data_path());
-        (void)vorn_read_sign(&space);
+        (void)vorn_read_sign(&space);   // again: one that stays would bring the data space back
     }
     return remove_objects(space, status == 0);
 }
