@@ -16,7 +16,7 @@ const std::map<std::string, int> errors = {{"EBADMSG", EBADMSG}, {"EDQUOT", EDQU
                                            {"EINVAL", EINVAL},   {"EIO", EIO},       {"EISDIR", EISDIR},
                                            {"EMFILE", EMFILE},   {"ENOENT", ENOENT}, {"ENOMEM", ENOMEM},
                                            {"ENOSPC", ENOSPC},   {"EPERM", EPERM},   {"ERANGE", ERANGE},
-                                           {"EROFS", EROFS},     {"EACCES", EACCES}, {"ENODATA", ENODATA}};
+                                           {"EROFS", EROFS},     {"EACCES", EACCES}, {"ENOTDIR", ENOTDIR}};
 
 std::string name_of(int error)
 {

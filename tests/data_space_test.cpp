@@ -131,7 +131,7 @@ TEST_F(DataSpace, TakesFewSystemCalls)
 // A path of 255 characters is the longest; nothing is done under a cut one.
 TEST_F(DataSpace, RefusesALongPath)
 {
-    const std::string deep = path(std::string(243 - root.size(), 'd'));
+    const std::string deep = path(std::string(240 - root.size(), 'd'));
     std::filesystem::create_directory(deep);
     the_gate.directory = deep.c_str();
     EXPECT_EQ(gated([] { return vorn_create("a", 512, 0); }), 0);
@@ -140,14 +140,14 @@ TEST_F(DataSpace, RefusesALongPath)
     EXPECT_EQ(the_gate.trace.end(), std::find_if(the_gate.trace.begin(), the_gate.trace.end(), [](const std::string &call) {
                   return call.find("VORN_OLD") != std::string::npos;
               }));
-    EXPECT_EQ(gated([] { return vorn_create("ab", 512, 0); }), -1);
-    EXPECT_EQ(the_gate.messages, strings({"E file_get_data: Path for VORN_HDR_ab is too long",
+    EXPECT_EQ(gated([] { return vorn_create("abcde", 512, 0); }), -1);
+    EXPECT_EQ(the_gate.messages, strings({"E file_get_data: Path for VORN_HDR_abcde is too long",
                                           "W vorn_read_header: backend_get_data failed (-31522806)",
                                           "W vorn_create: Failed to read old data space (-1)",
-                                          "E file_save_data: Path for VORN_HDR_ab is too long",
-                                          "E vorn_create: backend_save_data for VORN_HDR_ab failed (-31522806)"}));
-    EXPECT_EQ(gated([] { return backend_remove_alias("VORN_HDR_ab"); }), BACKEND_ERR_PATH);
-    EXPECT_EQ(the_gate.messages, strings({"E file_remove_alias: Path for VORN_HDR_ab is too long"}));
+                                          "E file_save_data: Path for VORN_HDR_abcde is too long",
+                                          "E vorn_create: backend_save_data for VORN_HDR_abcde failed (-31522806)"}));
+    EXPECT_EQ(gated([] { return backend_remove_alias("VORN_HDR_abcde"); }), BACKEND_ERR_PATH);
+    EXPECT_EQ(the_gate.messages, strings({"E file_remove_alias: Path for VORN_HDR_abcde is too long"}));
     EXPECT_EQ(gated([] { return remove(); }), 0);
     EXPECT_TRUE(std::filesystem::is_empty(deep));
 }

@@ -275,7 +275,7 @@ ssize_t __wrap_write(int file, const void *bytes, size_t count)
     if (was_dead || torn == NOTHING || !the_gate.fired)
         return -1;
     const std::string piece = torn_piece(bytes, count, torn);
-    return __real_write(file, piece.data(), piece.size());
+    return torn < ZEROS || the_gate.dead ? __real_write(file, piece.data(), piece.size()) : -1;
 }
 
 void *__real_malloc(size_t size);

@@ -114,8 +114,8 @@ protected:
         if (shown.empty())
             wrong("shows " + told(seen) + " for " + told(*allowed.rbegin()));
         else if (!std::any_of(shown.begin(), shown.end(), [&](const world &is) { return tidy(is, loose); }))
-            wrong("leaves something behind in " + told(seen));
-        return shown.size() == 1 ? *shown.begin() : seen;
+            wrong("leaves something behind in " + told(seen) + ": " + listing(files()));
+        return shown.empty() ? seen : *shown.begin();
     }
 
     bool tidy(const world &is, bool loose) const
@@ -124,6 +124,7 @@ protected:
         file_map wanted = is.files("a");
         if (is.is == world::RUIN)
             return true;
+        left.erase("VORN_OLD_VORN_DATA_a_16777215");   // a sign's text on its way; a removal drops it
         for (const auto &[name, content] : neighbour)
             if (left[name] != content)
                 return false;
@@ -147,7 +148,7 @@ protected:
         if (removed != 0 && removed != -61)
             wrong("a removal then gives " + std::to_string(removed));
         if (!loose && files() != neighbour)
-            wrong("a removal then leaves something behind");
+            wrong("a removal then leaves something behind: " + listing(files()));
     }
 
     // Kills `what` before each of its changes, with each tear of a write.
@@ -299,10 +300,12 @@ protected:
         const std::string number = std::to_string(&op - operations);
         if (!is_known(take(), allowed, number + (loose ? " used loosely" : " used")))
             use(op.what, look(allowed, loose), loose);
-        if (result < 0 || (result == 0 && op.what.kind == call::WRITE) || (how.trip == 0 && !on.whole))
+        const bool is_promised = op.what.kind == call::WRITE ? result > 0 : result == 0;
+        const bool is_removed = op.what.kind == call::REMOVE;
+        if (!is_promised || (is_removed && how.trip != 0) || (how.trip == 0 && !on.whole))
             return;
         worlds later = on.whole ? allowed : op.what.killed(op.before, false);
-        if (op.what.kind == call::REMOVE)
+        if (is_removed)
             later.insert(op.before);
         for (const snapshot &moment : moments) {
             ++cuts;
@@ -322,6 +325,7 @@ TEST_F(Faults, AtEachCall)
     for (const machine &each : machines) {
         on = each;
         for (const operation &op : operations) {
+            context = "undisturbed";
             check(op, {}, recorded(op, {}));
             for (disturbance how : kinds_of_faults)
                 for (how.trip = 1;; ++how.trip) {
@@ -354,10 +358,11 @@ TEST_F(Faults, ThenAnotherOrAKillInTheSameCall)
                         ++points;
                         context = place(op, dies ? "killed at" : "failing at", at + apart) + ", failing before at " +
                                   std::to_string(at);
+                        worlds allowed = op.what.killed(op.before, false);
+                        if (op.what.kind != call::WRITE)
+                            allowed.merge(worlds{world(), {world::RUIN}});
                         if (dies)
-                            look(op.what.kind <= call::WRITE ? op.what.killed(op.before, false)
-                                                             : worlds{op.before, world(), {world::RUIN}},
-                                 true);
+                            look(allowed, true);
                         else
                             check(op, how, result);
                     }
