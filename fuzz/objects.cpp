@@ -87,7 +87,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const size_t part = std::min(size, size_t{160});   // some calls
     FuzzedDataProvider calls(data, part);
     FuzzedDataProvider objects(data + part, size - part);
-    const machine on[] = {{"links"}, {"no links", false, {{"link", EPERM}}}, {"no symbolic links", true, {{"symlink", EPERM}}}};
+    const machine on[] = {
+        {"links"}, {"no links", false, {{"link", EPERM}}}, {"no symbolic links", true, {{"symlink", EPERM}}}};
     where.restore({files(objects), {}});
     worlds may = {{world::RUIN}};
     while (calls.remaining_bytes() > 0) {

@@ -12,11 +12,10 @@
 
 namespace {
 
-const std::map<std::string, int> errors = {{"EBADMSG", EBADMSG}, {"EDQUOT", EDQUOT}, {"EEXIST", EEXIST},
-                                           {"EINVAL", EINVAL},   {"EIO", EIO},       {"EISDIR", EISDIR},
-                                           {"EMFILE", EMFILE},   {"ENOENT", ENOENT}, {"ENOMEM", ENOMEM},
-                                           {"ENOSPC", ENOSPC},   {"EPERM", EPERM},   {"ERANGE", ERANGE},
-                                           {"EROFS", EROFS},     {"EACCES", EACCES}, {"ENOTDIR", ENOTDIR}};
+const std::map<std::string, int> errors = {
+    {"EBADMSG", EBADMSG}, {"EDQUOT", EDQUOT}, {"EEXIST", EEXIST}, {"EINVAL", EINVAL}, {"EIO", EIO},
+    {"EISDIR", EISDIR},   {"EMFILE", EMFILE}, {"ENOENT", ENOENT}, {"ENOMEM", ENOMEM}, {"ENOSPC", ENOSPC},
+    {"EPERM", EPERM},     {"ERANGE", ERANGE}, {"EROFS", EROFS},   {"EACCES", EACCES}, {"ENOTDIR", ENOTDIR}};
 
 std::string name_of(int error)
 {
@@ -201,7 +200,8 @@ TEST_F(Cases, GiveTheirResultsAndMessages)
         prepare(split(what, ';')[0]);
         set_fault(fields[0], &call);
         const result got = run(split(what, ';')[1]);
-        std::string now = "    " + fields[0] + " ; " + with_names(std::to_string(got.status)) + " ; " + name_of(got.reason);
+        std::string now =
+            "    " + fields[0] + " ; " + with_names(std::to_string(got.status)) + " ; " + name_of(got.reason);
         for (size_t i = 0; i < the_gate.messages.size(); ++i)
             now += (i == 0 ? " ; " : " | ") + with_names(the_gate.messages[i]);
         EXPECT_EQ(now, line) << what;

@@ -72,7 +72,7 @@ TEST_F(DataSpace, StoresAsItSays)
     EXPECT_EQ(gated([] { return vorn_create(long_label.c_str(), 4096, 0xFFFFFFFF); }), 0);
     EXPECT_EQ(gated([] { return vorn_create("", 512, 0); }), 0);
     expect_files((file_map{{"VORN_HDR_" + long_label, seal(header_image(4096, 0xFFFFFFFF, 0))},
-                                 {"VORN_HDR_", seal(header_image(512, 0, 0))}}));
+                           {"VORN_HDR_", seal(header_image(512, 0, 0))}}));
     struct stat about;
     EXPECT_EQ(lstat(path("VORN_HDR_").c_str(), &about), 0);
     EXPECT_EQ(about.st_mode, S_IFREG | 0644u);
@@ -92,8 +92,8 @@ TEST_F(DataSpace, StoresAsItSays)
     expect_files((call{call::WRITE, 550, 500, 3}.done(there(600)).files("a")));
     start(there(1024).files("a"));
     EXPECT_EQ(gated([] { return remove(); }), 0);
-    EXPECT_EQ(plain_sequence(), strings({"open VORN_HDR_a" + load_flags, "unlink VORN_DATA_a_0",
-                                         "unlink VORN_DATA_a_1", "unlink VORN_HDR_a"}));
+    EXPECT_EQ(plain_sequence(), strings({"open VORN_HDR_a" + load_flags, "unlink VORN_DATA_a_0", "unlink VORN_DATA_a_1",
+                                         "unlink VORN_HDR_a"}));
     EXPECT_EQ(the_gate.directories, 4);
 }
 
@@ -137,9 +137,9 @@ TEST_F(DataSpace, RefusesALongPath)
     EXPECT_EQ(gated([] { return vorn_create("a", 512, 0); }), 0);
     EXPECT_EQ((call{call::WRITE, 0, 700}.run()), 700);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(deep), {}), 3);
-    EXPECT_EQ(the_gate.trace.end(), std::find_if(the_gate.trace.begin(), the_gate.trace.end(), [](const std::string &call) {
-                  return call.find("VORN_OLD") != std::string::npos;
-              }));
+    EXPECT_EQ(the_gate.trace.end(),
+              std::find_if(the_gate.trace.begin(), the_gate.trace.end(),
+                           [](const std::string &call) { return call.find("VORN_OLD") != std::string::npos; }));
     EXPECT_EQ(gated([] { return vorn_create("abcde", 512, 0); }), -1);
     EXPECT_EQ(the_gate.messages, strings({"E file_get_data: Path for VORN_HDR_abcde is too long",
                                           "W vorn_read_header: backend_get_data failed (-31522806)",

@@ -26,7 +26,7 @@ directory::~directory()
 
 void directory::put(const std::string &name, const std::string &content) const
 {
-    const bool made = content == "directory"        ? mkdir(path(name).c_str(), 0700) == 0
+    const bool made = content == "directory"         ? mkdir(path(name).c_str(), 0700) == 0
                       : content.rfind("-> ", 0) == 0 ? symlink(content.c_str() + 3, path(name).c_str()) == 0
                                                      : bool(std::ofstream(path(name), std::ios::binary) << content);
     if (!made)

@@ -156,15 +156,15 @@ std::string torn_piece(const void *bytes, size_t count, int torn)
 
 extern "C" {
 
-#define GATED(kind, error, failed, type, name, parameters, arguments, ...)                                            \
-    type __real_##name parameters;                                                                                    \
-    type __wrap_##name parameters;                                                                                    \
-    type __wrap_##name parameters                                                                                     \
-    {                                                                                                                 \
-        const char *call = strstr(#name, "lstat") != nullptr ? "lstat" : #name;                                       \
-        return closed(kind, call, error __VA_OPT__(, ) __VA_ARGS__) ? failed                                          \
-               : pretended(call)                                    ? static_cast<type>(0)                            \
-                                                                    : __real_##name arguments;                        \
+#define GATED(kind, error, failed, type, name, parameters, arguments, ...)                 \
+    type __real_##name parameters;                                                         \
+    type __wrap_##name parameters;                                                         \
+    type __wrap_##name parameters                                                          \
+    {                                                                                      \
+        const char *call = strstr(#name, "lstat") != nullptr ? "lstat" : #name;            \
+        return closed(kind, call, error __VA_OPT__(, ) __VA_ARGS__) ? failed               \
+               : pretended(call)                                    ? static_cast<type>(0) \
+                                                                    : __real_##name arguments;                                \
     }
 
 GATED(LOOK, EIO, -1, off_t, lseek, (int file, off_t offset, int whence), (file, offset, whence))
@@ -201,22 +201,22 @@ uint32_t __wrap_sd_read_record(const sd_table *table, uint32_t id, const uint8_t
     return closed(CRYPTO, "sd_read_record", 0) ? 0xFD00BEEF : __real_sd_read_record(table, id, stored, length);
 }
 
-#define OPEN(name)                                                                                                    \
-    int __real_##name(const char *path, int flags, ...);                                                              \
-    int __wrap_##name(const char *path, int flags, ...);                                                              \
-    int __wrap_##name(const char *path, int flags, ...)                                                               \
-    {                                                                                                                 \
-        va_list arguments;                                                                                            \
-        va_start(arguments, flags);                                                                                   \
-        const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;                                   \
-        va_end(arguments);                                                                                            \
-        if (closed((flags & O_CREAT) != 0 ? CHANGE : LOOK, "open", EACCES, path))                                     \
-            return -1;                                                                                                \
-        if (armed)                                                                                                    \
-            the_gate.trace.back() += " " + std::to_string(flags);                                                     \
-        const int file = __real_##name(path, flags, mode);                                                            \
-        tally(&the_gate.files, file >= 0 ? 1 : 0);                                                                    \
-        return file;                                                                                                  \
+#define OPEN(name)                                                                  \
+    int __real_##name(const char *path, int flags, ...);                            \
+    int __wrap_##name(const char *path, int flags, ...);                            \
+    int __wrap_##name(const char *path, int flags, ...)                             \
+    {                                                                               \
+        va_list arguments;                                                          \
+        va_start(arguments, flags);                                                 \
+        const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0; \
+        va_end(arguments);                                                          \
+        if (closed((flags & O_CREAT) != 0 ? CHANGE : LOOK, "open", EACCES, path))   \
+            return -1;                                                              \
+        if (armed)                                                                  \
+            the_gate.trace.back() += " " + std::to_string(flags);                   \
+        const int file = __real_##name(path, flags, mode);                          \
+        tally(&the_gate.files, file >= 0 ? 1 : 0);                                  \
+        return file;                                                                \
     }
 
 OPEN(open)
@@ -229,12 +229,12 @@ int __wrap_close(int file)
     return closed(LOOK, "close", EIO) ? -1 : result;
 }
 
-#define STATFS(name)                                                                                                  \
-    int __real_##name(const char *path, struct name *about);                                                          \
-    int __wrap_##name(const char *path, struct name *about);                                                          \
-    int __wrap_##name(const char *path, struct name *about)                                                           \
-    {                                                                                                                 \
-        return closed(LOOK, "statfs", EIO, path) ? -1 : fake_type(__real_##name(path, about), about);                 \
+#define STATFS(name)                                                                                  \
+    int __real_##name(const char *path, struct name *about);                                          \
+    int __wrap_##name(const char *path, struct name *about);                                          \
+    int __wrap_##name(const char *path, struct name *about)                                           \
+    {                                                                                                 \
+        return closed(LOOK, "statfs", EIO, path) ? -1 : fake_type(__real_##name(path, about), about); \
     }
 
 STATFS(statfs)

@@ -35,10 +35,10 @@ bool good(thing is)
 // What a reader must see once the state is settled.
 struct verdict {
     world seen;
-    bool has_gap = false;       // the second block is missing or refused
-    bool is_blocked = false;    // by a sign that cannot go
-    bool is_deleted = false;    // the header was remains
-    bool is_uncertain = false;  // what stands in the way keeps a verdict from being found
+    bool has_gap = false;        // the second block is missing or refused
+    bool is_blocked = false;     // by a sign that cannot go
+    bool is_deleted = false;     // the header was remains
+    bool is_uncertain = false;   // what stands in the way keeps a verdict from being found
 };
 
 world shown(thing header, thing block)
@@ -139,7 +139,8 @@ protected:
         ASSERT_EQ(result, expected(is, now, what)) << told(is, what);
         const world after = result == what.result(now.seen) ? what.done(now.seen) : now.seen;
         const world seen = observe();
-        ASSERT_EQ(seen.is, now.has_gap && after.is == world::THERE && !after.bytes.empty() ? world::RUIN : after.is) << told(is, what);
+        ASSERT_EQ(seen.is, now.has_gap && after.is == world::THERE && !after.bytes.empty() ? world::RUIN : after.is)
+            << told(is, what);
         ASSERT_EQ(seen.bytes, now.has_gap ? after.bytes.substr(0, 512) : after.bytes) << told(is, what);
         if (now.is_blocked)
             return;
@@ -375,9 +376,10 @@ TEST_F(Lessons, ASandboxMayForbidTheProtection)
 // another way, and nothing is lost, also when the disk is full.
 TEST_F(Lessons, NoAnswerLosesData)
 {
-    const int answers[] = {EACCES, EBADF, EBUSY, EDQUOT, EEXIST, EFAULT, EINTR, EINVAL, EIO, EISDIR, ELOOP, EMFILE, EMLINK,
-                           ENAMETOOLONG, ENOENT, ENOMEM, ENOSPC, ENOSYS, ENOTDIR, ENOTEMPTY, EOPNOTSUPP, EPERM,
-                           EROFS, ESTALE, ETIMEDOUT, EUCLEAN, EXDEV, 524};
+    const int answers[] = {EACCES, EBADF,  EBUSY,  EDQUOT,    EEXIST,  EFAULT,    EINTR,
+                           EINVAL, EIO,    EISDIR, ELOOP,     EMFILE,  EMLINK,    ENAMETOOLONG,
+                           ENOENT, ENOMEM, ENOSPC, ENOSYS,    ENOTDIR, ENOTEMPTY, EOPNOTSUPP,
+                           EPERM,  EROFS,  ESTALE, ETIMEDOUT, EUCLEAN, EXDEV,     524};
     const std::map<std::string, std::set<int>> refusing = {
         {"link", {EEXIST, EIO, ENOSPC, EDQUOT, ENOMEM}},
         {"symlink", {EEXIST, EIO, ENOSPC, EDQUOT, ENOMEM, EINTR}},
@@ -397,7 +399,8 @@ TEST_F(Lessons, NoAnswerLosesData)
                 EXPECT_EQ(result, refusals.count(answer) == 1 || full ? 0 : 1100) << name << " " << answer;
                 EXPECT_EQ(the_gate.reason == 0, result == 1100) << name << " " << answer;
                 reset_gate(root);
-                EXPECT_TRUE((result == 0 ? there(700) : what.done(there(700))).shows(observe())) << name << " " << answer;
+                EXPECT_TRUE((result == 0 ? there(700) : what.done(there(700))).shows(observe()))
+                    << name << " " << answer;
                 EXPECT_EQ(files().count(SIGN), 0u) << name << " " << answer;
             }
 }

@@ -24,9 +24,12 @@ const machine machines[] = {
 
 // How calls fail: how many of them, whether a part of a write is done, and why.
 const disturbance kinds_of_faults[] = {
-    {FILES, nullptr, 0, 1, 0, false, NOTHING, EMFILE}, {FILES, nullptr, 0, 1, 0, false, HALF},
-    {FILES, nullptr, 0, 2, 0, false, NOTHING, EPERM},  {FILES, nullptr, 0, 1000},
-    {FILES, nullptr, 0, 1000, 0, false, HALF, EMFILE}, {MEMORY | CRYPTO, nullptr, 0, 1},
+    {FILES, nullptr, 0, 1, 0, false, NOTHING, EMFILE},
+    {FILES, nullptr, 0, 1, 0, false, HALF},
+    {FILES, nullptr, 0, 2, 0, false, NOTHING, EPERM},
+    {FILES, nullptr, 0, 1000},
+    {FILES, nullptr, 0, 1000, 0, false, HALF, EMFILE},
+    {MEMORY | CRYPTO, nullptr, 0, 1},
     {MEMORY | CRYPTO, nullptr, 0, 1000},
 };
 
@@ -131,7 +134,8 @@ protected:
             else
                 left.erase(name);
         for (const auto &[name, content] : left)
-            if (wanted.count(name) == 0 ? !loose || name.find("VORN_DATA") != 0 : name == "VORN_HDR_a" && content != wanted[name])
+            if (wanted.count(name) == 0 ? !loose || name.find("VORN_DATA") != 0
+                                        : name == "VORN_HDR_a" && content != wanted[name])
                 return false;
         return true;
     }
@@ -229,7 +233,8 @@ protected:
             for (const bool dies : {true, false}) {
                 for (long at = step();; at += every) {
                     restore(left);
-                    const disturbance how = {dies ? CHANGE : FAULTS, nullptr, at, 1, 0, dies, dies ? int(at % TEARS) : 0};
+                    const disturbance how = {dies ? CHANGE : FAULTS,    nullptr, at, 1, 0, dies,
+                                             dies ? int(at % TEARS) : 0};
                     const int32_t result = disturbed(next, how);
                     if (!the_gate.fired)
                         break;
@@ -351,7 +356,8 @@ TEST_F(Faults, ThenAnotherOrAKillInTheSameCall)
             for (const bool dies : {false, true})
                 for (int apart = 1; apart <= 6; ++apart)
                     for (long at = step();; at += every) {
-                        const disturbance how = {FILES | MEMORY, nullptr, at + apart, 1, at, dies, dies ? int(at % TEARS) : 0};
+                        const disturbance how = {
+                            FILES | MEMORY, nullptr, at + apart, 1, at, dies, dies ? int(at % TEARS) : 0};
                         const int32_t result = recorded(op, how);
                         if (!the_gate.fired)
                             break;
@@ -377,8 +383,8 @@ protected:
 
     call any_call(const world &now)
     {
-        call next = {call::READ, static_cast<uint32_t>(below(now.bytes.size() + 20)), 1 + static_cast<uint32_t>(below(3000)),
-                     static_cast<int>(below(3))};
+        call next = {call::READ, static_cast<uint32_t>(below(now.bytes.size() + 20)),
+                     1 + static_cast<uint32_t>(below(3000)), static_cast<int>(below(3))};
         const size_t dice = below(20);
         if (dice == 0)
             next.kind = call::REMOVE;
@@ -418,7 +424,8 @@ TEST_F(Walk, IsAlwaysInAWorldThatMayBe)
         const std::string label = std::next(may.begin(), static_cast<long>(below(3)))->first;
         reset_gate(root, on);
         const world seen = observe(label);
-        const auto is = std::find_if(may[label].begin(), may[label].end(), [&](const world &w) { return w.shows(seen); });
+        const auto is =
+            std::find_if(may[label].begin(), may[label].end(), [&](const world &w) { return w.shows(seen); });
         if (is == may[label].end()) {
             wrong("shows " + told(seen) + " at step " + std::to_string(points));
             break;

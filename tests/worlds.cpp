@@ -97,9 +97,9 @@ worlds call::failed(const world &was, int32_t got) const
     if (kind == REMOVE)
         return got == 0 ? worlds{done(was)} : got == -1 ? worlds{was, {world::RUIN}} : worlds{was};
     if (kind == CREATE)
-        return got == 0                              ? worlds{done(was)}
-               : got != -17 && (second & 1) != 0     ? worlds{was, world(), {world::RUIN}}
-                                                     : worlds{was};
+        return got == 0                          ? worlds{done(was)}
+               : got != -17 && (second & 1) != 0 ? worlds{was, world(), {world::RUIN}}
+                                                 : worlds{was};
     return got >= 0 ? written(was, static_cast<uint32_t>(got)) : got == -12 ? killed(was, false) : worlds{was};
 }
 
@@ -120,9 +120,7 @@ world observe(const std::string &label)
 {
     std::string room(1 << 15, '\0');
     const auto read = [&](uint32_t offset) {
-        return gated([&] {
-            return vorn_read(label.c_str(), offset, static_cast<uint32_t>(room.size()), room.data());
-        });
+        return gated([&] { return vorn_read(label.c_str(), offset, static_cast<uint32_t>(room.size()), room.data()); });
     };
     const int32_t count = read(0);
     if (count < 0)
