@@ -38,22 +38,6 @@ protected:
     }
 };
 
-TEST_F(DataSpace, KeepsPayloadAndDigestEncrypted)
-{
-    for (const auto &[size, length] : std::map<size_t, size_t>{{1, 48}, {15, 48}, {16, 64}, {128, 176}, {512, 560}}) {
-        std::string bytes = text(size);
-        const backend_buffer buffer = {reinterpret_cast<unsigned char *>(bytes.data()), static_cast<uint32_t>(size)};
-        EXPECT_EQ(gated([&] { return backend_save_data("one", buffer); }), 0);
-        expect_files((file_map{{"one", seal(bytes)}}));
-        EXPECT_EQ(files()["one"].size(), length);
-        backend_buffer *record = nullptr;
-        EXPECT_EQ(backend_get_data("one", &record, nullptr), 0);
-        const loaded_object loaded(record);
-        EXPECT_EQ(std::string(reinterpret_cast<char *>(loaded->data), loaded->size), bytes);
-        EXPECT_EQ(gated([&] { return backend_remove_alias("one"); }), 0);
-    }
-}
-
 // What the layers below refuse, though no caller of theirs asks for it.
 TEST_F(DataSpace, RestsOnLayersThatCheck)
 {
