@@ -12,7 +12,7 @@ static int32_t remove_or_move(const write_change &change, const char *name, file
     const int error = vorn_file_do(name_call::RENAME, *change.space, id, kept);
     if (error == 0)
         return 0;
-    vorn_report("rename", *change.space, id, error);
+    vorn_report("rename", *change.space, error == ENOENT ? id : kept, error);
     return error == ENOENT ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
 }
 
