@@ -36,6 +36,11 @@ make_work_folder() {
     trap 'rm -rf "$work"' EXIT
 }
 
+build_default() {
+    quietly cmake -S . -B build -DVORN_WERROR=ON
+    quietly cmake --build build -j "$jobs"
+}
+
 # build_own TARGET...: builds in build-own, with the public development key. The
 # folder build may have been configured with another key.
 build_own() {
