@@ -47,6 +47,7 @@ static const std::vector<const store *> others = {
 #endif
 };
 constexpr double ROUND_SECONDS = 0.0004;   // short: then most rounds are not interrupted
+constexpr uint32_t FILES_IN_A_FOLDER = 1500;
 
 static double now()
 {
@@ -93,46 +94,35 @@ static uint32_t calls_in_a_round(const workload &w)
 }
 
 // The order changes, because what one store has left to the disk's journal is
-// written on the time of the next.
-static bool measure(row *r, double seconds)
+// written on the time of the next: each comes first, last and after each other.
+static bool measure_round(row *r, uint32_t calls)
 {
-    const workload &w = *r->what;
-    const uint32_t calls = calls_in_a_round(w);
-    const double end = now() + seconds;
-    for (size_t round = 0; round < 8 || now() < end; ++round) {
-        std::vector<const store *> members = members_of(w, round);
-        if (round % 2 == 1)
-            std::reverse(members.begin(), members.end());
-        else if (round % 8 == 4)
-            std::rotate(members.begin(), members.begin() + static_cast<long>(of_one_kind.size()), members.end());
-        for (const store *s : members) {
-            const double taken = calls == 0 ? -1 : time_calls(*s, w, calls);
-            if (taken < 0) {
-                fprintf(stderr, "%s: %s fails in %s\n", w.name, s->name, r->where->directory.c_str());
-                return false;
-            }
-            r->times[s].push_back(taken);
+    const size_t round = r->times[&library].size();
+    std::vector<const store *> members = members_of(*r->what, round);
+    std::rotate(members.begin(), members.begin() + static_cast<long>(round / 2 % members.size()), members.end());
+    if (round % 2 == 1)
+        std::reverse(members.begin(), members.end());
+    for (const store *s : members) {
+        const double taken = calls == 0 ? -1 : time_calls(*s, *r->what, calls);
+        if (taken < 0) {
+            fprintf(stderr, "%s: %s fails in %s\n", r->what->name, s->name, r->where->directory.c_str());
+            return false;
         }
+        r->times[s].push_back(taken);
     }
     return true;
-}
-
-static bool share_spaces(const workload &a, const workload &b)
-{
-    return a.space == b.space && a.block_size == b.block_size;
 }
 
 // What is filled comes to rest, or the first rounds on a disk would meet its
 // writing; and it is read once, so that the system knows all names that are looked
 // up, as it knows the files.
-static bool give_spaces(const place &at, const workload &w)
+static bool give_spaces(const std::string &directory, const workload &w)
 {
     std::error_code error;
-    fs::remove_all(at.directory, error);
-    fs::create_directories(at.directory, error);
+    fs::create_directories(directory, error);
     for (const store *s : members_of(w, 0)) {
         const bool shares = std::count(of_one_kind.begin(), of_one_kind.end(), s) != 0 && s != &least_work;
-        if (!s->open(at.directory.c_str()) || (!shares && !is_fresh(w) && !s->fill(w.block_size, w.space)))
+        if (!s->open(directory.c_str()) || (!shares && !is_fresh(w) && !s->fill(w.block_size, w.space)))
             return false;
     }
     sync();
@@ -140,6 +130,35 @@ static bool give_spaces(const place &at, const workload &w)
     for (uint32_t offset = 0; offset < w.space; offset += LENGTH_MAX) {
         if (!library.read(offset, LENGTH_MAX, room))
             return false;
+    }
+    return true;
+}
+
+// In one folder no more files are replaced than make no difference: ext4 looks for a
+// free inode behind all that were freed within the last minute.
+static bool measure(row *r, double seconds)
+{
+    const workload &w = *r->what;
+    const bool flushes = r->where->is_disk && w.what != action::READ;
+    const uint32_t files_of_call = flushes ? w.length / w.block_size + 1 : 0;
+    static int folders;
+    for (double left = flushes ? 3 * seconds : seconds; left > 0;) {
+        const std::string directory =
+            r->where->directory + "/" + std::to_string(getpid()) + "-" + std::to_string(++folders);
+        if (!give_spaces(directory, w))
+            return false;
+        const double start = now();
+        const uint32_t calls = calls_in_a_round(w);
+        uint32_t files = 0;
+        do {
+            if (!measure_round(r, calls))
+                return false;
+            files += calls * files_of_call * static_cast<uint32_t>(of_one_kind.size());
+        } while (files < FILES_IN_A_FOLDER && now() - start < left);
+        left -= now() - start;
+        // Block by block: a disk that is told of freed places is told in few words.
+        if (!is_fresh(w))
+            least_work.remove();
     }
     return true;
 }
@@ -186,17 +205,10 @@ static void print_row(row *r, FILE *figures)
 static bool measure_all(const place &at, double seconds, FILE *figures, std::vector<row> *rows)
 {
     for (int i = 0; i < workload_count; ++i) {
-        const workload &w = workloads[i];
-        if ((i == 0 || !share_spaces(w, workloads[i - 1])) && !give_spaces(at, w))
-            return false;
-        const bool flushes = at.is_disk && w.what != action::READ;
-        rows->push_back({&w, &at, {}});
-        if (!measure(&rows->back(), flushes ? 3 * seconds : seconds))
+        rows->push_back({&workloads[i], &at, {}});
+        if (!measure(&rows->back(), seconds))
             return false;
         print_row(&rows->back(), figures);
-        // Block by block: a disk that is told of freed places is told in few words.
-        if ((i + 1 == workload_count || !share_spaces(w, workloads[i + 1])) && !is_fresh(w))
-            least_work.remove();
     }
     return true;
 }

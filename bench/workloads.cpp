@@ -2,8 +2,7 @@
 
 #include "store.h"
 
-// Those with one block size and one space stand together: they share it. The
-// largest space comes last, because a disk may need long to recover from it.
+// The largest space comes last, because a disk may need long to recover from it.
 const workload workloads[] = {
     {"create and remove", action::CREATE_REMOVE, 4096, 0, 0},
     {"append 4096", action::APPEND, 4096, 0, 4096},
@@ -20,8 +19,8 @@ const workload workloads[] = {
     {"overwrite 64 KiB", action::OVERWRITE, BLOCK_MAX, 16 * MIB, BLOCK_MAX},
     {"read 1 MiB", action::READ, BLOCK_MAX, 16 * MIB, MIB},
     {"overwrite 1 MiB", action::OVERWRITE, BLOCK_MAX, 16 * MIB, MIB},
-    {"read 4096 of 256 MiB", action::READ, 4096, 256 * MIB, 4096},
-    {"overwrite 4096 of 256 MiB", action::OVERWRITE, 4096, 256 * MIB, 4096},
+    {"read 4096 of 64 MiB", action::READ, 4096, 64 * MIB, 4096},
+    {"overwrite 4096 of 64 MiB", action::OVERWRITE, 4096, 64 * MIB, 4096},
 };
 const int workload_count = sizeof workloads / sizeof *workloads;
 
