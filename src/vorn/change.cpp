@@ -1,7 +1,6 @@
 #include "vorn/change.h"
 
 #include "FileBackend/vorn-backend/cipher.h"
-#include "log.h"
 #include "vorn/files.h"
 
 namespace {
@@ -127,8 +126,9 @@ bool vorn_begin_write(write_change *change, uint32_t offset, uint32_t end)
 void vorn_take_back(write_change *change, file_id id, file_id kept, bool has_remains)
 {
     const data_space &space = *change->space;
-    change->lost = has_remains && change->made.kind != sign::IMPOSSIBLE && !vorn_clear(space, id);
-    if (change->lost || kept == 0 || change->made.kind == sign::IMPOSSIBLE)
+    const bool stays = has_remains && !vorn_clear(space, id);
+    change->lost = change->lost || stays;
+    if (stays || kept == 0 || change->made.kind == sign::IMPOSSIBLE)
         return;
     const bool is_linked = change->made.kind == sign::WRITE;
     int error = is_linked ? vorn_file_do(name_call::LINK, space, kept, id) : vorn_file_do(name_call::LSTAT, space, id);

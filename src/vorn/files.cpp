@@ -1,3 +1,5 @@
+#define OPERATION "vorn_report"
+
 #include "vorn/files.h"
 
 #include "log.h"

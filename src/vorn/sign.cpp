@@ -5,7 +5,7 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "log.h"
+#include "fail.h"
 #include "vorn/files.h"
 
 namespace {

@@ -1,3 +1,5 @@
+#define OPERATION "vorn_update_data"
+
 #include "log.h"
 #include "vorn/change.h"
 #include "vorn/files.h"

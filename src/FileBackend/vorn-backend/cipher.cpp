@@ -1,4 +1,4 @@
-#define OPERATION operation
+#define LOGGED_NAME operation
 
 #include "FileBackend/vorn-backend/cipher.h"
 

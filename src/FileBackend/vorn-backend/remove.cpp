@@ -1,3 +1,5 @@
+#define OPERATION "file_remove_alias"
+
 #include <unistd.h>
 
 #include "FileBackend/vorn-backend/backend.h"
