@@ -102,7 +102,7 @@ static int report_state(const char *label, const char *state)
         return complain(label, "does not exist now");
     }
     if (result < 0) {
-        return complain(label, "cannot be read now");
+        return complain(label, "cannot be read: remove it first");
     }
     return complain(label, "%s %" PRIu32 " bytes", state, end);
 }
