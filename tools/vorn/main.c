@@ -8,6 +8,7 @@
 #include "command.h"
 #include "message.h"
 #include "space.h"
+#include "vorn.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -214,7 +215,7 @@ static int run(const struct call *call)
         return DONE;
     }
     if (call->answer == OPTION_VERSION) {
-        (void)puts("vorn " VORN_TOOL_VERSION);
+        (void)puts("vorn " VORN_VERSION);
         return DONE;
     }
     if (call->count == 0) {
