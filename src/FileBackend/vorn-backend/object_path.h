@@ -3,14 +3,11 @@
  */
 #pragma once
 
-/* The path of an object's file, and that of the side file that stands beside it
- * while the object changes. `side` is empty where it does not fit: no such name
- * exists, so every call on it fails and the object is just not protected. */
-struct object_path {
-    char object[256];
-    char side[256];
-};
+#include <cstdint>
 
-/* Forms both. Returns false when the object's path does not fit; then nothing
- * may be done under what stands there. */
-bool set_object_path(object_path *path, const char *directory, const char *alias);
+/* Room for a path with its NUL. */
+constexpr uint32_t PATH_ROOM = 256;
+
+/* Joins the directory and the name. Returns false when that does not fit; then
+ * nothing may be done under what stands in `path`. */
+bool set_object_path(char (&path)[PATH_ROOM], const char *directory, const char *alias);
