@@ -2,6 +2,7 @@
 # sources the current folder. --help prints the comment at the head of the script.
 set -euo pipefail
 
+called_from=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD
 jobs=$(nproc)
@@ -30,10 +31,29 @@ quietly() {
     }
 }
 
+# The path that the caller means by a relative one.
+absolute() {
+    case $1 in
+    /*) printf '%s\n' "$1" ;;
+    *) printf '%s\n' "$called_from/$1" ;;
+    esac
+}
+
+heading() {
+    printf '\n== %s\n' "$*"
+}
+
 # make_work_folder [PARENT]: sets $work to a folder that goes when the script ends.
 make_work_folder() {
     work=$(mktemp -d ${1:+-p "$1"})
     trap 'rm -rf "$work"' EXIT
+}
+
+# copy_sources FOLDER: not as they are committed, but as they are; with the times of
+# the copy.
+copy_sources() {
+    mkdir -p "$1"
+    tar --exclude='./build*' --exclude=./.git -c . | tar -C "$1" -mx
 }
 
 build_default() {
