@@ -65,8 +65,12 @@ keeping keep_all(write_change *change)
     for (uint32_t i = change->made.first; i <= change->made.last; ++i) {
         const file_id id = i < change->made.last ? i : teller_of(change->made);
         const keeping kept = keep(change, id, KEPT | i);
-        if (kept != keeping::DONE)
-            return drop_all(*change, i) ? kept : keeping::REFUSED;
+        if (kept == keeping::DONE)
+            continue;
+        if (drop_all(*change, i))
+            return kept;
+        change->reason = change->reason != 0 ? change->reason : errno;
+        return keeping::REFUSED;
     }
     return keeping::DONE;
 }

@@ -11,9 +11,13 @@
 // name: the save will be refused, and a cut before must not make it remains.
 static int32_t begin_creation(data_space *space, bool is_absent, sign *made)
 {
+    const bool was_possible = space->standing.kind != sign::IMPOSSIBLE;
     if (vorn_read_sign(space) != 0)
         return -1;
-    const int error = space->standing.kind == sign::IMPOSSIBLE ? 0 : vorn_file_do(name_call::LSTAT, *space, HEADER);
+    const bool is_possible = space->standing.kind != sign::IMPOSSIBLE;
+    if (was_possible && !is_possible)   // nobody knows what stands there now
+        return vorn_report("lstat", *space, SIGN, EPERM);
+    const int error = is_possible ? vorn_file_do(name_call::LSTAT, *space, HEADER) : 0;
     if (error == 0)
         return 0;
     if (error != ENOENT)
@@ -48,7 +52,7 @@ NOT_INLINED static int32_t store_header(data_space *space, bool is_absent, uint3
     const bool is_cleared = !has_remains || vorn_clear(*space, HEADER);
     if (made.kind == sign::CREATION && is_cleared)
         vorn_clear(*space, SIGN);   // where it stays, the next load drops it
-    return fail(status == 0 ? 0 : -1, reason);
+    return status == 0 ? fail(0, 0) : fail(-1, reason);
 }
 
 int32_t vorn_create(const char *label, uint32_t block_size, uint32_t flags)

@@ -38,12 +38,15 @@ bool vorn_clear_range(const data_space &space, file_id first, file_id end)
     return all;
 }
 
-uint32_t vorn_find_end(const data_space &space, uint32_t first)
+bool vorn_find_end(const data_space &space, uint32_t *end)
 {
-    uint32_t end = first;
-    while (end < BLOCK_LIMIT && vorn_file_do(name_call::LSTAT, space, end) == 0)
-        ++end;
-    return end;
+    int error = 0;
+    while (*end < BLOCK_LIMIT && (error = vorn_file_do(name_call::LSTAT, space, *end)) == 0)
+        ++*end;
+    if (error == 0 || error == ENOENT)
+        return true;
+    vorn_report("lstat", space, *end, error, DLOG_WARN);
+    return false;
 }
 
 int32_t vorn_flush(const data_space &space)

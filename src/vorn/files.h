@@ -22,8 +22,9 @@ bool vorn_clear(const data_space &space, file_id id);
  * short, no gap hides the others from the next time. */
 bool vorn_clear_range(const data_space &space, file_id first, file_id end);
 
-/* The end of the blocks that stand without a gap from `first` on. */
-uint32_t vorn_find_end(const data_space &space, uint32_t first);
+/* Moves `end` behind the blocks that stand without a gap from there on. Returns false,
+ * with a warning, where that cannot be seen. */
+bool vorn_find_end(const data_space &space, uint32_t *end);
 
 /* Brings what was done in the directory to storage. Returns 0 or -1. */
 int32_t vorn_flush(const data_space &space);

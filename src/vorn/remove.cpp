@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "log.h"
-#include "platform/app_common.h"
 #include "vorn.h"
 #include "vorn/files.h"
 
@@ -51,10 +50,11 @@ static int32_t remove_objects(const data_space &space, bool has_header)
     const sign &standing = space.standing;
     const bool can_sign = standing.kind != sign::IMPOSSIBLE;
     const uint32_t counted = has_header ? vorn_block_count(space.header) : 0;
-    const uint32_t end = can_sign ? vorn_find_end(space, counted) : counted;
-    // A removal goes on without a sign where that fails.
+    uint32_t end = counted;
+    const bool knows_end = can_sign && vorn_find_end(space, &end);
+    // A removal goes on without a sign where none can be made.
     sign made = {sign::REMOVAL, 0, end};
-    const bool has_sign = can_sign && vorn_make_lone_sign(space, &made) == 0 && made.kind == sign::REMOVAL;
+    const bool has_sign = knows_end && vorn_make_lone_sign(space, &made) == 0 && made.kind == sign::REMOVAL;
     const uint32_t stays = has_header ? remove_counted_blocks(space.label, counted) : remove_found_blocks(space.label);
     bool all_gone = stays >= end || vorn_clear_range(space, stays, end);
     const int32_t removed = remove_header(space);
@@ -67,7 +67,7 @@ static int32_t remove_objects(const data_space &space, bool has_header)
         (void)(vorn_clear(space, NEXT_SIGN) && vorn_clear(space, SIGN));
     else if (removed != 0 && has_sign)
         vorn_clear(space, SIGN);
-    return fail(removed, reason);
+    return fail(removed, removed == 0 ? 0 : reason);
 }
 
 int32_t vorn_remove(const char *label)
@@ -75,17 +75,13 @@ int32_t vorn_remove(const char *label)
     data_space space;
     const int32_t status = vorn_read_header(label, &space);
     if (space.is_deleted)
-        return 0;
+        return fail(0, 0);
     if (status == -EINVAL || status == -ENODATA)
         return FAILED(status, errno, "Failed to read header (%d)", status);
     if (status != 0) {
         LOG_WARNING("Header for %s was broken (%d), however Data & Header will be removed forcely for reliability",
                     label, status);
-        // What could not be looked at is looked at again: a sign that stays would bring
-        // the data space back.
-        if (space.directory == nullptr)
-            space.directory.reset(app_get_data_path());
-        (void)vorn_read_sign(&space);
+        (void)vorn_read_sign(&space);   // again: one that stays would bring the data space back
     }
     return remove_objects(space, status == 0);
 }

@@ -142,7 +142,9 @@ void settle_write(settling *call)
     if (call->fault != 0)
         return;
     const uint32_t counted = vorn_block_count(call->space->header);
-    clear_blocks(call, counted, vorn_find_end(*call->space, counted));
+    uint32_t end = counted;
+    call->all_cleared = vorn_find_end(*call->space, &end) && call->all_cleared;
+    clear_blocks(call, counted, end);
     if (!is.grows)
         return;
     if (call->status != 0)

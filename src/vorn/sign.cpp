@@ -6,6 +6,7 @@
 #include <initializer_list>
 
 #include "fail.h"
+#include "platform/app_common.h"
 #include "vorn/files.h"
 
 namespace {
@@ -88,6 +89,8 @@ attempt try_to_make(const data_space &space, const sign &made)
 int32_t vorn_read_sign(data_space *space)
 {
     space->standing = {sign::IMPOSSIBLE};
+    if (space->directory == nullptr)   // the platform may answer now: a sign must not be overlooked
+        space->directory.reset(app_get_data_path());
     // No name is longer than that of the next sign.
     if (space->directory == nullptr || vorn_file_do(name_call::NOTHING, *space, NEXT_SIGN) != 0)
         return 0;

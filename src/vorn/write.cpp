@@ -9,15 +9,16 @@
 #include "vorn/change.h"
 #include "vorn/walk.h"
 
-// Stores a block that did not exist.
-static int32_t store_new_block(write_change *change, const char *name, uint32_t index, backend_buffer block)
+// Stores a block that did not exist, or could not be opened because of `reason`.
+static int32_t store_new_block(write_change *change, const char *name, uint32_t index, int reason, backend_buffer block)
 {
     const int32_t status = backend_save_data(name, block);
     if (status == 0)
         return 0;
-    const int reason = errno;
+    const bool has_remains = file_has_remains(status, errno);
+    reason = reason == ENOENT ? errno : reason;
     LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
-    vorn_take_back(change, index, 0, file_has_remains(status, reason));
+    vorn_take_back(change, index, 0, has_remains);
     return fail(status, reason);
 }
 
@@ -37,9 +38,10 @@ static int32_t store_piece(write_change *change, const block_walk &walk, const u
     vorn_name(name, change->space->label, walk.index);
     backend_buffer *record = nullptr;
     const int32_t status = backend_get_data(name, &record, nullptr);
+    const int reason = errno;
     loaded_object loaded(record);
     if (status != 0 && status != BACKEND_ERR_ALIAS_STATE)
-        return FAILED(status, errno, "backend_get_data for %s failed (%d)", name, status);
+        return FAILED(status, reason, "backend_get_data for %s failed (%d)", name, status);
     const uint32_t size = status == 0 ? std::min(record->size, block.size) : 0;
     if (size > 0)
         memcpy(block.data, record->data, size);
@@ -47,7 +49,7 @@ static int32_t store_piece(write_change *change, const block_walk &walk, const u
     loaded.reset();
     memcpy(block.data + walk.position, piece, walk.chunk);
     return status == 0 ? replace_block(change, name, walk.index, block)
-                       : store_new_block(change, name, walk.index, block);
+                       : store_new_block(change, name, walk.index, reason, block);
 }
 
 // Records the new end of the data. Returns 0, -ENOMEM, or another status that does not

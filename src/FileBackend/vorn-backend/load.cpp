@@ -23,7 +23,7 @@ static int32_t read_ciphertext(int file, file_text *ciphertext)
         return FAILED(BACKEND_ERR_IO, length < 0 ? errno : EBADMSG, "lseek failed (%ld)",
                       static_cast<long>(std::min<int64_t>(length, LONG_MAX)));
     }
-    lseek(file, 0, SEEK_SET);   // where it fails, the read is short
+    const int short_read = lseek(file, 0, SEEK_SET) < 0 ? errno : EIO;   // where it fails, the read is short
     ciphertext->length = static_cast<uint32_t>(length);
     ciphertext->bytes.reset(static_cast<unsigned char *>(calloc(size_t{ciphertext->length} + 1, 1)));
     if (ciphertext->bytes == nullptr)
@@ -32,7 +32,7 @@ static int32_t read_ciphertext(int file, file_text *ciphertext)
     if (count == static_cast<ssize_t>(ciphertext->length))
         return 0;
     if (count >= 0)
-        errno = EIO;
+        errno = short_read;
     return FAILED(BACKEND_ERR_IO, errno, "read failed : %m");
 }
 
