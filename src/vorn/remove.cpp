@@ -51,7 +51,8 @@ static int32_t remove_objects(const data_space &space, bool has_header)
     const bool can_sign = standing.kind != sign::IMPOSSIBLE;
     const uint32_t counted = has_header ? vorn_block_count(space.header) : 0;
     uint32_t end = counted;
-    const bool knows_end = can_sign && vorn_find_end(space, &end);
+    // Blocks behind the counted ones are rare. Without a header, there is nothing else.
+    const bool knows_end = can_sign && (vorn_find_end(space, &end) || has_header);
     // A removal goes on without a sign where none can be made.
     sign made = {sign::REMOVAL, 0, end};
     const bool has_sign = knows_end && vorn_make_lone_sign(space, &made) == 0 && made.kind == sign::REMOVAL;

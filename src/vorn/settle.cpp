@@ -24,18 +24,14 @@ bool is_fault(int reason)
     return reason != 0 && reason != ENOENT && reason != EBADMSG;
 }
 
-void clear(settling *call, file_id id)
-{
-    call->all_cleared = vorn_clear(*call->space, id) && call->all_cleared;
-}
-
-void clear_blocks(settling *call, uint32_t first, uint32_t end)
+// What stays is left for the next time.
+void clear(settling *call, file_id first, file_id end)
 {
     call->all_cleared = vorn_clear_range(*call->space, first, end) && call->all_cleared;
 }
 
-// Makes a call on a file without which the rest must not go on.
-void must(settling *call, const char *text, file_id id, int error)
+// Sees to it that settling ends where a call on a file has failed.
+void expect_success(settling *call, const char *text, file_id id, int error)
 {
     if (error == 0)
         return;
@@ -45,7 +41,7 @@ void must(settling *call, const char *text, file_id id, int error)
 
 void delete_header(settling *call)
 {
-    must(call, "unlink", HEADER, vorn_file_do(name_call::UNLINK, *call->space, HEADER));
+    expect_success(call, "unlink", HEADER, vorn_file_do(name_call::UNLINK, *call->space, HEADER));
     call->space->is_deleted = call->fault == 0 && call->reason != ENOENT;
     call->status = -ENODATA;
     call->reason = ENOENT;
@@ -55,7 +51,7 @@ void delete_header(settling *call)
 bool stands(settling *call, file_id id, file_identity *identity)
 {
     const int error = vorn_file_do(name_call::LSTAT, *call->space, id, 0, identity);
-    must(call, "lstat", id, error == ENOENT ? 0 : error);
+    expect_success(call, "lstat", id, error == ENOENT ? 0 : error);
     return error == 0;
 }
 
@@ -75,7 +71,7 @@ bool is_good(settling *call, file_id id)
 // The kept version takes its name back.
 void put_back(settling *call, file_id kept, file_id id)
 {
-    must(call, "rename", kept, vorn_file_do(name_call::RENAME, *call->space, kept, id));
+    expect_success(call, "rename", kept, vorn_file_do(name_call::RENAME, *call->space, kept, id));
     object_name name;
     vorn_name(name, call->space->label, id);
     if (call->fault == 0)
@@ -129,7 +125,7 @@ void settle_block(settling *call, uint32_t index)
         put_back(call, KEPT | index, index);
     // rename leaves two names of one file.
     if (call->fault == 0)
-        clear(call, KEPT | index);
+        clear(call, KEPT | index, KEPT | (index + 1));
 }
 
 void settle_write(settling *call)
@@ -144,13 +140,13 @@ void settle_write(settling *call)
     const uint32_t counted = vorn_block_count(call->space->header);
     uint32_t end = counted;
     call->all_cleared = vorn_find_end(*call->space, &end) && call->all_cleared;
-    clear_blocks(call, counted, end);
+    clear(call, counted, end);
     if (!is.grows)
         return;
     if (call->status != 0)
         put_back(call, KEPT | is.last, HEADER);
     if (call->fault == 0)
-        clear(call, KEPT | is.last);
+        clear(call, KEPT | is.last, KEPT | (is.last + 1));
     call->status = 0;
     call->reason = 0;
 }
@@ -164,7 +160,7 @@ bool settle(settling *call)
             delete_header(call);
         return true;
     case sign::REMOVAL:
-        clear_blocks(call, 0, call->is.last);
+        clear(call, 0, call->is.last);
         delete_header(call);
         return true;
     case sign::WRITE:
@@ -184,16 +180,15 @@ int32_t vorn_settle(data_space *space, int32_t status, int reason)
 {
     const int32_t read = vorn_read_sign(space);
     // No interruption leaves a good object that is not a header.
-    if (status == -EIO || is_fault(reason)) {
+    if (status == -EIO || is_fault(reason))
         return fail(status, reason);
-    }
     if (read != 0)
         return read;
     settling call = {space, space->standing, status, reason};
-    if (settle(&call) && call.fault == 0) {
-        clear(&call, NEXT_SIGN);
-        if (call.all_cleared && vorn_clear(*space, SIGN))
-            space->standing = {};
-    }
-    return fail(call.fault != 0 ? -1 : call.status, call.fault != 0 ? call.fault : call.reason);
+    const bool is_ours = settle(&call);
+    if (call.fault != 0)
+        return fail(-1, call.fault);
+    if (is_ours && call.all_cleared && vorn_clear(*space, NEXT_SIGN) && vorn_clear(*space, SIGN))
+        space->standing = {};
+    return fail(call.status, call.reason);
 }
