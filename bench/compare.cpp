@@ -116,11 +116,11 @@ static bool measure_round(row *r, uint32_t calls)
 // What is filled comes to rest, or the first rounds on a disk would meet its
 // writing; and it is read once, so that the system knows all names that are looked
 // up, as it knows the files.
-static bool give_spaces(const std::string &directory, const workload &w)
+static bool give_spaces(const std::vector<const store *> &members, const std::string &directory, const workload &w)
 {
     std::error_code error;
     fs::create_directories(directory, error);
-    for (const store *s : members_of(w, 0)) {
+    for (const store *s : members) {
         const bool shares = std::count(of_one_kind.begin(), of_one_kind.end(), s) != 0 && s != &least_work;
         if (!s->open(directory.c_str()) || (!shares && !is_fresh(w) && !s->fill(w.block_size, w.space)))
             return false;
@@ -142,11 +142,13 @@ static bool measure(row *r, double seconds)
     const bool flushes = r->where->is_disk && w.what != action::READ;
     const uint32_t files_of_call = flushes ? w.length / w.block_size + 1 : 0;
     static int folders;
+    std::vector<const store *> members = members_of(w, 0);
     for (double left = flushes ? 3 * seconds : seconds; left > 0;) {
         const std::string directory =
             r->where->directory + "/" + std::to_string(getpid()) + "-" + std::to_string(++folders);
-        if (!give_spaces(directory, w))
+        if (!give_spaces(members, directory, w))
             return false;
+        members = of_one_kind;   // the others stay where they are
         const double start = now();
         const uint32_t calls = calls_in_a_round(w);
         uint32_t files = 0;
@@ -160,6 +162,8 @@ static bool measure(row *r, double seconds)
         if (!is_fresh(w))
             least_work.remove();
     }
+    for (const fs::directory_entry &entry : fs::directory_iterator(r->where->directory))
+        fs::remove_all(entry);
     return true;
 }
 
