@@ -20,7 +20,7 @@
 #include <unistd.h>
 
 enum { DEFAULT_BLOCK_SIZE = 65536, MOST_OPERANDS = 3 };
-enum { OPTION_OPERAND = 1, OPTION_HELP = 'h', OPTION_VERSION = 'V', OPTION_VERBOSE = 'v', OPTION_BLOCK_SIZE = 'b' };
+enum { OPTION_HELP = 'h', OPTION_VERSION = 'V', OPTION_VERBOSE = 'v', OPTION_BLOCK_SIZE = 'b' };
 
 struct call {
     const char *operands[MOST_OPERANDS]; /* the command, its label, its file */
@@ -146,12 +146,6 @@ static bool refuse_option(const char *name, char letter, const char *reason)
 static bool take_option(struct call *call, int option, char **argv)
 {
     switch (option) {
-    case OPTION_OPERAND:
-        if (call->count == MOST_OPERANDS) {
-            return refuse(optarg, "too many arguments (see vorn --help)");
-        }
-        call->operands[call->count++] = optarg;
-        return true;
     case OPTION_VERBOSE:
         log_everything();
         return true;
@@ -176,17 +170,16 @@ static bool parse(struct call *call, int argc, char **argv)
     static const struct option long_options[] = {
         {"help", no_argument, NULL, OPTION_HELP}, {"version", no_argument, NULL, OPTION_VERSION}, {NULL, 0, NULL, 0}};
     int option;
-    /* The first sign asks for operands in their order, the second for no messages. */
-    while ((option = getopt_long(argc, argv, "-:hvb:", long_options, NULL)) != -1) {
+    while ((option = getopt_long(argc, argv, ":hvb:", long_options, NULL)) != -1) {
         if (!take_option(call, option, argv)) {
             return false;
         }
     }
     for (; optind < argc; optind++) {
-        optarg = argv[optind];
-        if (!take_option(call, OPTION_OPERAND, argv)) {
-            return false;
+        if (call->count == MOST_OPERANDS) {
+            return refuse(argv[optind], "too many arguments (see vorn --help)");
         }
+        call->operands[call->count++] = argv[optind];
     }
     return true;
 }

@@ -94,7 +94,6 @@ int complain(const char *name, const char *format, ...)
 const char *fault_of_block(int reason)
 {
     switch (reason) {
-    case 0: /* the log alone knows more */
     case EBADMSG:
         return "damaged";
     case ENOENT:
