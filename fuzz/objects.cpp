@@ -21,8 +21,9 @@ static uint32_t number(FuzzedDataProvider &input, int bits)
 static std::string header(FuzzedDataProvider &input)
 {
     const uint32_t block_size = input.ConsumeBool() ? 512 : number(input, 32);
-    const uint32_t most = std::min(uint64_t{1000} * std::max(block_size, 512u), uint64_t{UINT32_MAX});
-    return header_image(block_size, number(input, 32), std::min(number(input, 32), most));
+    const uint64_t most = std::min<uint64_t>(uint64_t{1000} * std::max(block_size, 512u), UINT32_MAX);
+    return header_image(block_size, number(input, 32),
+                        static_cast<uint32_t>(std::min<uint64_t>(number(input, 32), most)));
 }
 
 static std::string sign(FuzzedDataProvider &input)

@@ -96,12 +96,6 @@ bool closed(int kind, const char *call, int error, const char *path = "", const 
     return false;
 }
 
-bool pretended(const char *call)
-{
-    const auto &list = the_gate.on.pretended;
-    return armed && !the_gate.dead && std::find(list.begin(), list.end(), call) != list.end();
-}
-
 // Written only when armed: where several threads call, the gate just lets through.
 void tally(int *counter, int change)
 {
@@ -156,15 +150,13 @@ std::string torn_piece(const void *bytes, size_t count, int torn)
 
 extern "C" {
 
-#define GATED(kind, error, failed, type, name, parameters, arguments, ...)                 \
-    type __real_##name parameters;                                                         \
-    type __wrap_##name parameters;                                                         \
-    type __wrap_##name parameters                                                          \
-    {                                                                                      \
-        const char *call = strstr(#name, "lstat") != nullptr ? "lstat" : #name;            \
-        return closed(kind, call, error __VA_OPT__(, ) __VA_ARGS__) ? failed               \
-               : pretended(call)                                    ? static_cast<type>(0) \
-                                                                    : __real_##name arguments;                                \
+#define GATED(kind, error, failed, type, name, parameters, arguments, ...)                              \
+    type __real_##name parameters;                                                                      \
+    type __wrap_##name parameters;                                                                      \
+    type __wrap_##name parameters                                                                       \
+    {                                                                                                   \
+        const char *call = strstr(#name, "lstat") != nullptr ? "lstat" : #name;                         \
+        return closed(kind, call, error __VA_OPT__(, ) __VA_ARGS__) ? failed : __real_##name arguments; \
     }
 
 GATED(LOOK, EIO, -1, off_t, lseek, (int file, off_t offset, int whence), (file, offset, whence))

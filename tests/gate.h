@@ -37,7 +37,6 @@ struct machine {
     const char *name = "links";
     bool whole = true;                         // a call is all or nothing
     std::map<std::string, int> refused = {};   // calls that always fail; "open sign": those on a sign
-    std::vector<std::string> pretended = {};   // calls that only seem to succeed
     long file_system = TMPFS;
     bool full = false;
 };

@@ -1,7 +1,8 @@
 // Calls that are killed, cut or hit by faults, at each of their steps.
 //
 // $VORN_TEST_EVERY says how thorough the sweeps are that disturb twice: 1 takes
-// every pair of steps, 10 about every tenth.
+// every pair of steps, 20 (without it) about every twentieth. Above 100, for slow
+// machines, there are fewer kinds of machines in all sweeps.
 
 #include <array>
 #include <cstdio>
@@ -17,9 +18,9 @@ const machine machines[] = {
     {"no links", false, {{"link", EPERM}}},
     {"no symbolic links", true, {{"symlink", EPERM}}},
     {"neither", false, {{"link", EXDEV}, {"symlink", EOPNOTSUPP}}},
-    {"unknown file system", false, {}, {}, STRANGE},
-    {"no order", true, {}, {}, BTRFS},
-    {"no room", false, {}, {}, TMPFS, true},
+    {"unknown file system", false, {}, STRANGE},
+    {"no order", true, {}, BTRFS},
+    {"no room", false, {}, TMPFS, true},
 };
 
 // How calls fail: how many of them, whether a part of a write is done, and why.
@@ -118,7 +119,7 @@ protected:
             wrong("shows " + told(seen) + " for " + told(*allowed.rbegin()));
         else if (!std::any_of(shown.begin(), shown.end(), [&](const world &is) { return tidy(is, loose); }))
             wrong("leaves something behind in " + told(seen) + ": " + listing(files()));
-        return shown.empty() ? seen : *shown.begin();
+        return shown.empty() ? *allowed.begin() : *shown.begin();
     }
 
     bool tidy(const world &is, bool loose) const
@@ -153,6 +154,12 @@ protected:
             wrong("a removal then gives " + std::to_string(removed));
         if (!loose && files() != neighbour)
             wrong("a removal then leaves something behind: " + listing(files()));
+    }
+
+    // A slow machine sweeps only the first two.
+    std::vector<machine> swept() const
+    {
+        return {std::begin(machines), every > 100 ? machines + 2 : std::end(machines)};
     }
 
     // Kills `what` before each of its changes, with each tear of a write.
@@ -198,7 +205,7 @@ protected:
 
 TEST_F(Sweep, KillAtEachChange)
 {
-    for (const machine &each : machines) {
+    for (const machine &each : swept()) {
         on = each;
         for (const operation &op : operations)
             kill_everywhere(op, [&] { use(op.what, look(op.what.killed(op.before, on.whole))); });
@@ -210,15 +217,11 @@ TEST_F(Sweep, KillAtEachChange)
 TEST_F(Sweep, WithoutASignAKillLosesData)
 {
     control = true;
-    const machine none = {"no sign", true, {{"symlink", EPERM}, {"mknod", EPERM}, {"open sign", EPERM}}};
-    for (const machine &each : {none, {"a sign that is not there", true, {}, {"symlink", "mknod"}}}) {
-        on = each;
-        found = points = 0;
-        for (const operation &op : operations)
-            kill_everywhere(op, [&] { look(op.what.killed(op.before, true)); });
-        report("stop points without a sign");
-        EXPECT_GT(found, 20);
-    }
+    on = {"no sign", true, {{"symlink", EPERM}, {"mknod", EPERM}, {"open sign", EPERM}, {"rename sign", EPERM}}};
+    for (const operation &op : operations)
+        kill_everywhere(op, [&] { look(op.what.killed(op.before, true)); });
+    report("stop points without a sign");
+    EXPECT_GT(found, 20);
 }
 
 class Again : public Sweep {
@@ -262,7 +265,7 @@ protected:
 
 TEST_F(Again, KillOrFaultInWhatComesNext)
 {
-    for (const machine &each : machines) {
+    for (const machine &each : swept()) {
         on = each;
         for (const operation &op : operations)
             kill_everywhere(op, [&] { disturb_next(op, op.what.killed(op.before, on.whole)); });
@@ -327,7 +330,7 @@ protected:
 
 TEST_F(Faults, AtEachCall)
 {
-    for (const machine &each : machines) {
+    for (const machine &each : swept()) {
         on = each;
         for (const operation &op : operations) {
             context = "undisturbed";
@@ -350,7 +353,7 @@ TEST_F(Faults, AtEachCall)
 
 TEST_F(Faults, ThenAnotherOrAKillInTheSameCall)
 {
-    for (const machine &each : machines) {
+    for (const machine &each : swept()) {
         on = each;
         for (const operation &op : operations)
             for (const bool dies : {false, true})
