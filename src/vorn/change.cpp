@@ -1,81 +1,86 @@
-#define OPERATION "vorn_write"
-
 #include "vorn/change.h"
 
-#include <cerrno>
-
 #include "FileBackend/vorn-backend/cipher.h"
-#include "FileBackend/vorn-backend/names.h"
-#include "log.h"
-#include "vorn/clear.h"
+#include "vorn/files.h"
 
 namespace {
 
-// The end of the blocks that are kept.
-uint32_t blocks_end(const sign &made)
+file_id teller_of(const sign &made)
 {
-    return made.grows ? made.last : made.last + 1;
-}
-
-object_name teller_of(const write_change &change)
-{
-    return change.made.grows ? vorn_header_name(change.space->label)
-                             : vorn_block_name(change.space->label, change.made.last);
+    return made.grows ? HEADER : made.last;
 }
 
 // Whether the kept blocks fit beside the new ones.
 bool has_room(const write_change &change, const file_system &system)
 {
-    const uint64_t count = blocks_end(change.made) - change.made.first;
-    const uint64_t length = file_length(change.space->header.block_size);
-    const uint64_t blocks = (length + system.block_size - 1) / system.block_size;
-    return count * blocks <= system.blocks_left && count <= system.files_left;
+    constexpr uint32_t slack = 4096;   // of a file, at its end and for its inode
+    const sign &made = change.made;
+    const uint64_t count = uint64_t{made.last} - made.first + (made.grows ? 0 : 1);
+    const uint64_t bytes = count * (file_length(change.space->header.block_size) + slack);
+    return bytes <= system.bytes_left && count <= system.files_left;
 }
 
 // Drops the kept versions before `end`, and then the sign. What stays is dropped by the
 // next load.
 bool drop_all(const write_change &change, uint32_t end)
 {
-    const uint32_t kept_end = change.made.kind == sign::WRITE ? end : change.made.first;
-    return vorn_clear_kept(*change.space, change.made.first, kept_end) && vorn_drop_sign(*change.space);
+    const bool keeps_all = change.made.kind == sign::WRITE;
+    return (!keeps_all || vorn_clear_range(*change.space, KEPT | change.made.first, KEPT | end)) &&
+           vorn_clear(*change.space, SIGN);
 }
 
-// Gives an object its second name. Returns 0, or the error of link when there are no
-// links here; or sets the trouble.
-int keep(write_change *change, const object_name &name, const object_name &kept)
+bool is_grave(int error)
 {
-    const char *directory = change->space->directory.get();
-    int error = file_link(directory, name.text, kept.text);
+    return error == EIO || error == ENOSPC || error == EDQUOT || error == ENOMEM || error == EEXIST;
+}
+
+enum class keeping { DONE, REFUSED, NO_LINKS };
+
+// Gives an object its second name.
+keeping keep(write_change *change, file_id id, file_id kept)
+{
+    const data_space &space = *change->space;
+    int error = vorn_file_do(name_call::LINK, space, id, kept);
+    if (error == ENOENT && vorn_file_do(name_call::LSTAT, space, id) != ENOENT)
+        return keeping::NO_LINKS;
     if (error == ENOENT || error == EEXIST) {
         // What stands there belongs to no sign. It goes, also where the object is missing.
-        const int stays = file_delete(directory, kept.text);
-        if (stays != 0)
-            change->trouble = FAILED_CALL("unlink", *change->space, kept.text, stays);
-        error = stays == 0 && error == EEXIST ? file_link(directory, name.text, kept.text) : 0;
+        change->reason = vorn_file_do(name_call::UNLINK, space, kept);
+        if (change->reason != 0) {
+            vorn_report("unlink", space, kept, change->reason);
+            return keeping::REFUSED;
+        }
+        error = error == ENOENT ? 0 : vorn_file_do(name_call::LINK, space, id, kept);
     }
-    if (error == EIO || error == ENOSPC || error == EDQUOT || error == ENOMEM || error == EEXIST)
-        change->trouble = FAILED_CALL("link", *change->space, kept.text, error);
-    return error;
+    if (!is_grave(error))
+        return error == 0 ? keeping::DONE : keeping::NO_LINKS;
+    change->reason = error;
+    vorn_report("link", space, kept, error);
+    return keeping::REFUSED;
 }
 
-// Keeps the counted blocks of the range, and last the teller. Where there are no
-// links, each object will be kept for itself.
-bool keep_all(write_change *change)
+// Keeps the counted blocks of the range, and last the teller; or nothing.
+keeping keep_all(write_change *change)
 {
-    const char *label = change->space->label;
     for (uint32_t i = change->made.first; i <= change->made.last; ++i) {
-        const object_name name = i < change->made.last ? vorn_block_name(label, i) : teller_of(*change);
-        const int error = keep(change, name, vorn_kept_name(label, i));
-        if (error == 0 && change->trouble.status == 0)
+        const file_id id = i < change->made.last ? i : teller_of(change->made);
+        const keeping kept = keep(change, id, KEPT | i);
+        if (kept == keeping::DONE)
             continue;
-        if (!drop_all(*change, i) && change->trouble.status == 0)
-            change->trouble = {-1, error};
-        change->made.kind = sign::EACH;
-        if (change->trouble.status == 0)
-            change->trouble = vorn_make_sign(*change->space, &change->made);
-        break;
+        if (drop_all(*change, i))
+            return kept;
+        change->reason = change->reason != 0 ? change->reason : errno;
+        return keeping::REFUSED;
     }
-    return change->trouble.status == 0;
+    return keeping::DONE;
+}
+
+bool make_sign(write_change *change)
+{
+    if (vorn_make_sign(*change->space, &change->made) == 0)
+        return true;
+    change->reason = errno;
+    return false;
 }
 
 // Makes sure that no cut takes back the blocks that were stored, though the call did
@@ -83,17 +88,14 @@ bool keep_all(write_change *change)
 bool commit(write_change *change)
 {
     // Without the teller's kept version, the next load goes on from what is there.
-    const object_name kept = vorn_kept_name(change->space->label, change->made.last);
+    const file_id kept = KEPT | change->made.last;
     if (!vorn_clear(*change->space, kept))
         return false;
-    const outcome flushed = vorn_flush_sign(*change->space);
-    if (flushed.status == 0)
+    if (vorn_flush(*change->space) == 0)
         return true;
-    change->trouble = flushed;
-    const char *directory = change->space->directory.get();
-    const int error = file_link(directory, teller_of(*change).text, kept.text);
+    const int error = vorn_file_do(name_call::LINK, *change->space, teller_of(change->made), kept);
     if (error != 0)
-        (void)FAILED_CALL("link", *change->space, kept.text, error);
+        vorn_report("link", *change->space, kept, error);
     return false;
 }
 
@@ -111,33 +113,35 @@ bool vorn_begin_write(write_change *change, uint32_t offset, uint32_t end)
     made.last = made.grows ? vorn_block_count(space.header) : (end - 1) / space.header.block_size;
     const file_system system = file_system_of(space.directory.get());
     made.kind = system.is_sound && has_room(*change, system) ? sign::WRITE : sign::EACH;
-    change->trouble = vorn_make_sign(space, &made);
-    if (change->trouble.status != 0 || (made.kind == sign::WRITE && !keep_all(change)))
+    if (!make_sign(change))
         return false;
-    if (system.is_ordered || made.kind == sign::IMPOSSIBLE)
+    const keeping kept = made.kind == sign::WRITE ? keep_all(change) : keeping::DONE;
+    if (kept == keeping::NO_LINKS)
+        made.kind = sign::EACH;
+    if (kept == keeping::REFUSED || (kept == keeping::NO_LINKS && !make_sign(change)))
+        return false;
+    if (system.is_ordered || made.kind == sign::IMPOSSIBLE || vorn_flush(space) == 0)
         return true;
-    change->trouble = vorn_flush_sign(space);
-    if (change->trouble.status != 0)
-        (void)drop_all(*change, made.last + 1);
-    return change->trouble.status == 0;
+    change->reason = errno;
+    (void)drop_all(*change, made.last + 1);
+    return false;
 }
 
-void vorn_take_back(write_change *change, const object_name &name, const object_name *kept, const outcome &saved)
+void vorn_take_back(write_change *change, file_id id, file_id kept, bool has_remains)
 {
-    if (saved.remains && !vorn_clear(*change->space, name)) {
-        change->lost = true;
+    const data_space &space = *change->space;
+    const bool stays = has_remains && !vorn_clear(space, id);
+    change->lost = change->lost || stays;
+    if (stays || kept == 0 || change->made.kind == sign::IMPOSSIBLE)
         return;
-    }
-    if (kept == nullptr || change->made.kind == sign::IMPOSSIBLE)
-        return;
-    const char *directory = change->space->directory.get();
     const bool is_linked = change->made.kind == sign::WRITE;
-    int error = is_linked ? file_link(directory, kept->text, name.text) : file_look(directory, name.text);
+    int error = is_linked ? vorn_file_do(name_call::LINK, space, kept, id) : vorn_file_do(name_call::LSTAT, space, id);
     if (!is_linked)   // rename would replace what stands there
-        error = error == ENOENT ? file_rename(directory, kept->text, name.text) : EEXIST;
-    change->lost = error != 0;
-    if (change->lost)
-        (void)FAILED_CALL(is_linked ? "link" : "rename", *change->space, kept->text, error);
+        error = error == ENOENT ? vorn_file_do(name_call::RENAME, space, kept, id) : EEXIST;
+    if (error == 0)
+        return;
+    change->lost = true;
+    vorn_report(is_linked ? "link" : "rename", space, kept, error);
 }
 
 bool vorn_end_write(write_change *change, uint32_t blocks, bool is_complete)

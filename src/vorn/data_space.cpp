@@ -1,8 +1,18 @@
 #include "vorn/data_space.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
+
+void vorn_name(object_name &name, const char *label, file_id id)
+{
+    // No label gives an object a name that begins like this.
+    const char *const prefix = (id & KEPT) != 0 ? "VORN_OLD_" : "";
+    const auto index = static_cast<int32_t>(id & ~KEPT);
+    if ((id & HEADER) != 0)
+        (void)snprintf(name, sizeof name, "%sVORN_HDR_%s", prefix, label);
+    else
+        (void)snprintf(name, sizeof name, "%sVORN_DATA_%s_%d", prefix, label, index);
+}
 
 bool vorn_label_is_valid(const char *label)
 {
@@ -18,48 +28,4 @@ uint32_t vorn_block_count(const data_space_header &header)
 {
     const uint32_t begun = header.data_size % header.block_size != 0 ? 1 : 0;
     return header.data_size / header.block_size + begun;
-}
-
-// With a valid label no name is cut.
-
-object_name vorn_header_name(const char *label)
-{
-    object_name name;
-    (void)snprintf(name.text, sizeof name.text, "VORN_HDR_%s", label);
-    return name;
-}
-
-object_name vorn_block_name(const char *label, uint32_t index)
-{
-    object_name name;
-    (void)snprintf(name.text, sizeof name.text, "VORN_DATA_%s_%d", label, static_cast<int32_t>(index));
-    return name;
-}
-
-// No label gives an object a name that begins like these.
-
-object_name vorn_sign_name(const char *label)
-{
-    object_name name;
-    (void)snprintf(name.text, sizeof name.text, "VORN_OLD_VORN_HDR_%s", label);
-    return name;
-}
-
-object_name vorn_kept_name(const char *label, uint32_t index)
-{
-    object_name name;
-    (void)snprintf(name.text, sizeof name.text, "VORN_OLD_VORN_DATA_%s_%d", label, static_cast<int32_t>(index));
-    return name;
-}
-
-// As no block has this number, nothing is kept under this name. No name is longer.
-object_name vorn_next_sign_name(const char *label)
-{
-    return vorn_kept_name(label, BLOCK_LIMIT - 1);
-}
-
-int32_t vorn_answer(const outcome &ended)
-{
-    errno = ended.reason;
-    return ended.status;
 }

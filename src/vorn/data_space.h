@@ -39,36 +39,31 @@ constexpr uint32_t LABEL_MAX = 32;
 /* No data space has a block of this number or a later one. */
 constexpr uint32_t BLOCK_LIMIT = 0x1000000;
 
+/* Which of a data space's files: a block by its number, or the header; with KEPT, the
+ * previous version of that block. What would be that of the header is the sign. */
+using file_id = uint32_t;
+constexpr file_id HEADER = 0x40000000;
+constexpr file_id KEPT = 0x80000000;
+constexpr file_id SIGN = KEPT | HEADER;
+constexpr file_id NEXT_SIGN = KEPT | (BLOCK_LIMIT - 1);   // as no block has this number, nothing is kept there
+
+/* Forms a file's name. With a valid label it is never cut. */
+using object_name = char[ALIAS_ROOM];
+void vorn_name(object_name &name, const char *label, file_id id);
+
 bool vorn_label_is_valid(const char *label);
 bool vorn_block_size_is_valid(uint32_t block_size);
 
 /* Number of blocks that the header counts. */
 uint32_t vorn_block_count(const data_space_header &header);
 
-/* The names of a label's objects, of the sign, and of what is kept. */
-struct object_name {
-    char text[ALIAS_ROOM];
-};
-object_name vorn_header_name(const char *label);
-object_name vorn_block_name(const char *label, uint32_t index);
-object_name vorn_sign_name(const char *label);
-object_name vorn_kept_name(const char *label, uint32_t index);
-object_name vorn_next_sign_name(const char *label);
-
 /*
  * Checks the label, loads the header, and settles a change that was interrupted.
- * With status 0 *space is filled. Other results: -EINVAL for a bad label, -ENODATA
- * when there is no such data space, -EIO when the object is not a header, -1 when
- * it cannot be loaded or half a change would be seen.
+ * Returns 0, and *space is filled; -EINVAL for a bad label; -ENODATA when there is no
+ * such data space; -EIO when the object is not a header; -1 when it cannot be loaded
+ * or half a change would be seen. The reason is in errno.
  */
-outcome vorn_read_header(const char *label, data_space *space);
+int32_t vorn_read_header(const char *label, data_space *space);
 
-/* Takes the header out of a loaded object. The status is -EIO when it is not one. */
-outcome vorn_header_of(const backend_buffer &record, data_space_header *header);
-
-/* Ends an exported call: the result, and the reason in errno. */
-int32_t vorn_answer(const outcome &ended);
-
-/* Logs that a file call on a name failed, and is the outcome. */
-#define FAILED_CALL(call, space, name, error) \
-    (errno = (error), FAILED(-1, error, "%s for %s/%s failed : %m", call, (space).directory.get(), name))
+/* Loads the header object `id`. Returns 0, -EIO, or the backend's status. */
+int32_t vorn_load_header(data_space *space, file_id id);

@@ -1,25 +1,10 @@
 #define OPERATION "vorn_remove"
 
 #include <algorithm>
-#include <cerrno>
 
-#include "FileBackend/vorn-backend/names.h"
 #include "log.h"
 #include "vorn.h"
-#include "vorn/clear.h"
-
-// Makes the sign of the removal of the blocks below `end`. A removal goes on without
-// where that fails.
-static bool begin_removal(const data_space &space, uint32_t end)
-{
-    sign made = {sign::REMOVAL, 0, end};
-    if (vorn_make_sign(space, &made).status != 0 || made.kind != sign::REMOVAL)
-        return false;
-    if (file_system_of(space.directory.get()).is_ordered || vorn_flush_sign(space).status == 0)
-        return true;
-    (void)vorn_drop_sign(space);
-    return false;
-}
+#include "vorn/files.h"
 
 // Deletes the blocks that the header counts. Returns the number of the first one that
 // stays.
@@ -27,12 +12,13 @@ static uint32_t remove_counted_blocks(const char *label, uint32_t count)
 {
     uint32_t stays = count;
     for (uint32_t i = 0; i < count; ++i) {
-        const object_name name = vorn_block_name(label, i);
-        const int32_t removed = backend_remove_alias(name.text).status;
-        if (removed == 0)
+        object_name name;
+        vorn_name(name, label, i);
+        const int32_t status = backend_remove_alias(name);
+        if (status == 0)
             continue;
-        LOG_WARNING("backend_remove_alias for %s failed (%d)", name.text, removed);
-        if (removed != BACKEND_ERR_ALIAS_STATE)
+        LOG_WARNING("backend_remove_alias for %s failed (%d)", name, status);
+        if (status != BACKEND_ERR_ALIAS_STATE)
             stays = std::min(stays, i);
     }
     return stays;
@@ -42,46 +28,61 @@ static uint32_t remove_counted_blocks(const char *label, uint32_t count)
 // consecutive numbers. Returns the number at which that ends.
 static uint32_t remove_found_blocks(const char *label)
 {
-    uint32_t i = 0;
-    while (i < BLOCK_LIMIT && backend_remove_alias(vorn_block_name(label, i).text).status == 0)
-        ++i;
-    return i;
+    object_name name;
+    for (uint32_t i = 0; i < BLOCK_LIMIT; ++i) {
+        vorn_name(name, label, i);
+        if (backend_remove_alias(name) != 0)
+            return i;
+    }
+    return BLOCK_LIMIT;
 }
 
-static outcome remove_objects(const data_space &space, bool has_header)
+static int32_t remove_header(const data_space &space)
+{
+    object_name name;
+    vorn_name(name, space.label, HEADER);
+    const int32_t status = backend_remove_alias(name);
+    return status == 0 ? 0 : WARNED(-1, errno, "backend_remove_alias failed (%d)", status);
+}
+
+static int32_t remove_objects(const data_space &space, bool has_header)
 {
     const sign &standing = space.standing;
-    const uint32_t counted = has_header ? vorn_block_count(space.header) : 0;
     const bool can_sign = standing.kind != sign::IMPOSSIBLE;
-    const uint32_t end = can_sign ? vorn_find_end(space, counted) : counted;
-    const bool has_sign = can_sign && begin_removal(space, end);
+    const uint32_t counted = has_header ? vorn_block_count(space.header) : 0;
+    uint32_t end = counted;
+    // Blocks behind the counted ones are rare. Without a header, there is nothing else.
+    const bool knows_end = can_sign && (vorn_find_end(space, &end) || has_header);
+    // A removal goes on without a sign where none can be made.
+    sign made = {sign::REMOVAL, 0, end};
+    const bool has_sign = knows_end && vorn_make_lone_sign(space, &made) == 0 && made.kind == sign::REMOVAL;
     const uint32_t stays = has_header ? remove_counted_blocks(space.label, counted) : remove_found_blocks(space.label);
-    bool all_gone = stays >= end || vorn_clear_blocks(space, stays, end);
-    const outcome header = backend_remove_alias(vorn_header_name(space.label).text);
-    if (header.status != 0)
-        LOG_WARNING("backend_remove_alias failed (%d)", header.status);
-    else if (standing.kind == sign::WRITE || standing.kind == sign::EACH)
-        all_gone = vorn_clear_kept(space, standing.first, standing.last + 1) && all_gone;
-    if (has_sign && (all_gone || header.status != 0))
-        (void)vorn_drop_sign(space);   // where it stays, the next load drops it
-    return header.status == 0 ? outcome{0} : outcome{-1, header.reason};
-}
-
-static outcome check_and_remove(const char *label)
-{
-    data_space space;
-    const outcome found = vorn_read_header(label, &space);
-    if (space.is_deleted)
-        return {0};
-    if (found.status == -EINVAL || found.status == -ENODATA)
-        return FAILED(found.status, found.reason, "Failed to read header (%d)", found.status);
-    if (found.status != 0)
-        LOG_WARNING("Header for %s was broken (%d), however Data & Header will be removed forcely for reliability",
-                    label, found.status);
-    return remove_objects(space, found.status == 0);
+    bool all_gone = stays >= end || vorn_clear_range(space, stays, end);
+    const int32_t removed = remove_header(space);
+    const int reason = errno;
+    if (removed == 0 && (standing.kind == sign::WRITE || standing.kind == sign::EACH))
+        all_gone = vorn_clear_range(space, KEPT | standing.first, KEPT | (standing.last + 1)) && all_gone;
+    const bool is_over = removed == 0 && all_gone && can_sign && standing.kind != sign::FOREIGN;
+    // Where the sign stays, the next load drops it.
+    if (is_over)
+        (void)(vorn_clear(space, NEXT_SIGN) && vorn_clear(space, SIGN));
+    else if (removed != 0 && has_sign)
+        vorn_clear(space, SIGN);
+    return fail(removed, removed == 0 ? 0 : reason);
 }
 
 int32_t vorn_remove(const char *label)
 {
-    return vorn_answer(check_and_remove(label));
+    data_space space;
+    const int32_t status = vorn_read_header(label, &space);
+    if (space.is_deleted)
+        return fail(0, 0);
+    if (status == -EINVAL || status == -ENODATA)
+        return FAILED(status, errno, "Failed to read header (%d)", status);
+    if (status != 0) {
+        LOG_WARNING("Header for %s was broken (%d), however Data & Header will be removed forcely for reliability",
+                    label, status);
+        (void)vorn_read_sign(&space);   // again: one that stays would bring the data space back
+    }
+    return remove_objects(space, status == 0);
 }

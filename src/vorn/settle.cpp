@@ -2,208 +2,193 @@
 
 #include "vorn/settle.h"
 
-#include <cerrno>
-
-#include "FileBackend/vorn-backend/names.h"
 #include "log.h"
-#include "vorn/clear.h"
+#include "vorn/files.h"
 
 namespace {
 
-constexpr outcome GONE = {-ENODATA, ENOENT};
-
-// A machine that fails says nothing about a file.
-bool is_fault(const outcome &loaded)
-{
-    return loaded.reason != 0 && loaded.reason != ENOENT && loaded.reason != EBADMSG;
-}
-
-// Drops the sign, unless something was left for the next time.
-void end_settling(data_space *space, bool all_cleared)
-{
-    if (vorn_clear(*space, vorn_next_sign_name(space->label)) && all_cleared && vorn_drop_sign(*space))
-        space->standing = {};
-}
-
-outcome delete_header(data_space *space, const outcome &loaded)
-{
-    const object_name name = vorn_header_name(space->label);
-    const int error = file_delete(space->directory.get(), name.text);
-    if (error != 0)
-        return FAILED_CALL("unlink", *space, name.text, error);
-    space->is_deleted = loaded.reason != ENOENT;
-    return GONE;
-}
-
-// An interrupted creation: a header that is not good is its remains.
-outcome settle_creation(data_space *space, const outcome &loaded)
-{
-    const outcome settled = loaded.status == 0 ? loaded : delete_header(space, loaded);
-    if (settled.status != -1)
-        end_settling(space, true);
-    return settled;
-}
-
-outcome settle_removal(data_space *space, const outcome &loaded)
-{
-    const bool all_cleared = vorn_clear_blocks(*space, 0, space->standing.last);
-    const outcome settled = delete_header(space, loaded);
-    if (settled.status != -1)
-        end_settling(space, all_cleared);
-    return settled;
-}
-
-// An interrupted write, and what settling it has found out.
-struct interrupted_write {
+// A call to be settled, and what settling it has found out.
+struct settling {
     data_space *space;
     sign is;
-    bool has_header;   // a good one, at its own name
-    bool is_complete = false;
+    int32_t status;   // with which the header was loaded
+    int reason;
+    bool is_complete = false;   // of a write
     bool all_cleared = true;
-    outcome fault = {0};   // why it cannot be settled now
-
-    bool find_header();
-    void settle();
-
-private:
-    bool stands(const object_name &name, file_identity *identity);
-    bool is_good(const object_name &name);
-    bool judge();
-    void put_back(const object_name &kept, const object_name &name);
-    void settle_block(uint32_t index);
+    int fault = 0;   // why it cannot be settled now
 };
 
-// Whether a file stands at the name.
-bool interrupted_write::stands(const object_name &name, file_identity *identity)
+// A machine that fails says nothing about a file.
+bool is_fault(int reason)
 {
-    const int error = file_look(space->directory.get(), name.text, identity);
-    if (error != 0 && error != ENOENT)
-        fault = FAILED_CALL("lstat", *space, name.text, error);
+    return reason != 0 && reason != ENOENT && reason != EBADMSG;
+}
+
+// What stays is left for the next time.
+void clear(settling *call, file_id first, file_id end)
+{
+    call->all_cleared = vorn_clear_range(*call->space, first, end) && call->all_cleared;
+}
+
+// Sees to it that settling ends where a call on a file has failed.
+void expect_success(settling *call, const char *text, file_id id, int error)
+{
+    if (error == 0)
+        return;
+    call->fault = error;
+    vorn_report(text, *call->space, id, error);
+}
+
+void delete_header(settling *call)
+{
+    expect_success(call, "unlink", HEADER, vorn_file_do(name_call::UNLINK, *call->space, HEADER));
+    call->space->is_deleted = call->fault == 0 && call->reason != ENOENT;
+    call->status = -ENODATA;
+    call->reason = ENOENT;
+}
+
+// Whether a file stands at the name.
+bool stands(settling *call, file_id id, file_identity *identity)
+{
+    const int error = vorn_file_do(name_call::LSTAT, *call->space, id, 0, identity);
+    expect_success(call, "lstat", id, error == ENOENT ? 0 : error);
     return error == 0;
 }
 
-bool interrupted_write::is_good(const object_name &name)
+// Whether the object loads well.
+bool is_good(settling *call, file_id id)
 {
+    object_name name;
+    vorn_name(name, call->space->label, id);
     backend_buffer *record = nullptr;
-    const outcome load = backend_get_data(name.text, &record);
+    const int32_t status = backend_get_data(name, &record, nullptr);
+    if (status != 0 && is_fault(errno))
+        call->fault = errno;
     const loaded_object release(record);
-    if (is_fault(load))
-        fault = {-1, load.reason};
-    return load.status == 0;
-}
-
-// Finds the header that will stand, which is the kept one where none is good at its
-// own name. Returns false where there is none, or where the sign is not ours because
-// of its range.
-bool interrupted_write::find_header()
-{
-    const object_name kept = vorn_kept_name(space->label, is.last);
-    file_identity identity;
-    if (!has_header) {
-        if (!is.grows || !stands(kept, &identity))
-            return false;
-        backend_buffer *record = nullptr;
-        const outcome load = backend_get_data(kept.text, &record);
-        const loaded_object release(record);
-        if (is_fault(load))
-            fault = {-1, load.reason};
-        if (load.status != 0 || vorn_header_of(*record, &space->header).status != 0)
-            return false;
-    }
-    const uint32_t count = vorn_block_count(space->header);
-    return is.first <= is.last && (is.grows ? is.last <= count : is.last < count);
-}
-
-// The write is complete when the teller has been replaced: it is good and another
-// file than the one that was kept, or nothing is kept of it any more.
-bool interrupted_write::judge()
-{
-    file_identity was;
-    file_identity now;
-    const object_name teller = is.grows ? vorn_header_name(space->label) : vorn_block_name(space->label, is.last);
-    if (is.kind == sign::EACH || !stands(vorn_kept_name(space->label, is.last), &was))
-        return true;
-    if (!stands(teller, &now) || (was.device == now.device && was.inode == now.inode))
-        return false;
-    return is.grows ? has_header : is_good(teller);
+    return status == 0;
 }
 
 // The kept version takes its name back.
-void interrupted_write::put_back(const object_name &kept, const object_name &name)
+void put_back(settling *call, file_id kept, file_id id)
 {
-    const int error = file_rename(space->directory.get(), kept.text, name.text);
-    if (error != 0)
-        fault = FAILED_CALL("rename", *space, kept.text, error);
-    else
-        LOG_WARNING("Going back to the previous version of %s", name.text);
+    expect_success(call, "rename", kept, vorn_file_do(name_call::RENAME, *call->space, kept, id));
+    object_name name;
+    vorn_name(name, call->space->label, id);
+    if (call->fault == 0)
+        LOG_WARNING("Going back to the previous version of %s", name);
 }
 
-void interrupted_write::settle_block(uint32_t index)
+// Finds the header that will stand, which is the kept one where none is good at its own
+// name. Returns false where there is none, and where the sign's range shows that it is
+// not ours.
+bool find_header(settling *call)
 {
-    const object_name kept = vorn_kept_name(space->label, index);
-    const object_name name = vorn_block_name(space->label, index);
+    const sign &is = call->is;
     file_identity identity;
-    if (!stands(kept, &identity))
-        return;
-    const bool is_done = is_complete && is_good(name);
-    if (!is_done && fault.status == 0 && is_good(kept))
-        put_back(kept, name);
-    // Two names of one file are both left by rename.
-    if (fault.status == 0)
-        all_cleared = vorn_clear(*space, kept) && all_cleared;
-}
-
-void interrupted_write::settle()
-{
-    is_complete = judge();
-    const uint32_t end = is.grows ? is.last : is.last + 1;
-    for (uint32_t i = is.first; i < end && fault.status == 0; ++i)
-        settle_block(i);
-    if (fault.status != 0)
-        return;
-    const uint32_t counted = vorn_block_count(space->header);
-    all_cleared = vorn_clear_blocks(*space, counted, vorn_find_end(*space, counted)) && all_cleared;
-    const object_name kept = vorn_kept_name(space->label, is.last);
-    if (is.grows && !has_header)
-        put_back(kept, vorn_header_name(space->label));
-    if (is.grows && fault.status == 0)
-        all_cleared = vorn_clear(*space, kept) && all_cleared;
-}
-
-outcome settle_write(data_space *space, const outcome &loaded)
-{
-    interrupted_write write = {space, space->standing, loaded.status == 0};
-    if (!write.find_header()) {
-        if (write.has_header)
-            space->standing.kind = sign::FOREIGN;
-        return write.fault.status != 0 ? write.fault : loaded;
+    if (call->status != 0) {
+        if (!is.grows || !stands(call, KEPT | is.last, &identity))
+            return false;
+        if (vorn_load_header(call->space, KEPT | is.last) != 0) {
+            call->fault = is_fault(errno) ? errno : 0;
+            return false;
+        }
     }
-    write.settle();
-    if (write.fault.status != 0)
-        return write.fault;
-    end_settling(space, write.all_cleared);
-    return {0};
+    const uint32_t count = vorn_block_count(call->space->header);
+    const bool is_ours = is.first <= is.last && (is.grows ? is.last <= count : is.last < count);
+    if (!is_ours)
+        call->space->standing.kind = sign::FOREIGN;
+    return is_ours;
+}
+
+// A write is complete when the teller has been replaced: it is good and another file
+// than the one that was kept, or nothing is kept of it any more.
+bool judge(settling *call)
+{
+    const sign &is = call->is;
+    const file_id teller = is.grows ? HEADER : is.last;
+    file_identity was;
+    file_identity now;
+    if (is.kind == sign::EACH || !stands(call, KEPT | is.last, &was))
+        return true;
+    if (!stands(call, teller, &now) || (was.device == now.device && was.inode == now.inode))
+        return false;
+    return is.grows ? call->status == 0 : is_good(call, teller);
+}
+
+void settle_block(settling *call, uint32_t index)
+{
+    file_identity identity;
+    if (!stands(call, KEPT | index, &identity))
+        return;
+    const bool is_done = call->is_complete && is_good(call, index);
+    if (!is_done && call->fault == 0 && is_good(call, KEPT | index))
+        put_back(call, KEPT | index, index);
+    // rename leaves two names of one file.
+    if (call->fault == 0)
+        clear(call, KEPT | index, KEPT | (index + 1));
+}
+
+void settle_write(settling *call)
+{
+    const sign &is = call->is;
+    call->is_complete = judge(call);
+    const uint32_t blocks_end = is.grows ? is.last : is.last + 1;
+    for (uint32_t i = is.first; i < blocks_end && call->fault == 0; ++i)
+        settle_block(call, i);
+    if (call->fault != 0)
+        return;
+    const uint32_t counted = vorn_block_count(call->space->header);
+    uint32_t end = counted;
+    call->all_cleared = vorn_find_end(*call->space, &end) && call->all_cleared;
+    clear(call, counted, end);
+    if (!is.grows)
+        return;
+    if (call->status != 0)
+        put_back(call, KEPT | is.last, HEADER);
+    if (call->fault == 0)
+        clear(call, KEPT | is.last, KEPT | (is.last + 1));
+    call->status = 0;
+    call->reason = 0;
+}
+
+// Returns false where nothing is to be settled.
+bool settle(settling *call)
+{
+    switch (call->is.kind) {
+    case sign::CREATION:
+        if (call->status != 0)   // the creation's remains
+            delete_header(call);
+        return true;
+    case sign::REMOVAL:
+        clear(call, 0, call->is.last);
+        delete_header(call);
+        return true;
+    case sign::WRITE:
+    case sign::EACH:
+        if (!find_header(call))
+            return call->fault != 0;
+        settle_write(call);
+        return true;
+    default:
+        return false;
+    }
 }
 
 }   // namespace
 
-outcome vorn_settle(data_space *space, const outcome &loaded)
+int32_t vorn_settle(data_space *space, int32_t status, int reason)
 {
-    const int error = vorn_read_sign(space);
+    const int32_t read = vorn_read_sign(space);
     // No interruption leaves a good object that is not a header.
-    if (loaded.status == -EIO || is_fault(loaded))
-        return loaded;
-    if (error != 0)
-        return FAILED_CALL("lstat", *space, vorn_sign_name(space->label).text, error);
-    switch (space->standing.kind) {
-    case sign::WRITE:
-    case sign::EACH:
-        return settle_write(space, loaded);
-    case sign::CREATION:
-        return settle_creation(space, loaded);
-    case sign::REMOVAL:
-        return settle_removal(space, loaded);
-    default:
-        return loaded;
-    }
+    if (status == -EIO || is_fault(reason))
+        return fail(status, reason);
+    if (read != 0)
+        return read;
+    settling call = {space, space->standing, status, reason};
+    const bool is_ours = settle(&call);
+    if (call.fault != 0)
+        return fail(-1, call.fault);
+    if (is_ours && call.all_cleared && vorn_clear(*space, NEXT_SIGN) && vorn_clear(*space, SIGN))
+        space->standing = {};
+    return fail(call.status, call.reason);
 }

@@ -6,9 +6,9 @@
 #include "vorn/data_space.h"
 
 /*
- * After each load of a header, which ended with `loaded`. Returns how it ends now:
- * `loaded` where nothing is to be settled, status -ENODATA where the data space is
- * gone, status -1 where half a change would be seen. A sign that stays, because
- * something could not be cleared away, is left in space->standing.
+ * After each load of a header, which ended with `status` and `reason`. Returns how it
+ * ends now: with `status` where nothing is to be settled, -ENODATA where the data space
+ * is gone, -1 where half a change would be seen. The reason is in errno. A sign that
+ * stays, because something could not be cleared away, is left in space->standing.
  */
-outcome vorn_settle(data_space *space, const outcome &loaded);
+int32_t vorn_settle(data_space *space, int32_t status, int reason);

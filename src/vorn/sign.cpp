@@ -2,11 +2,12 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <initializer_list>
 
-#include "FileBackend/vorn-backend/names.h"
-#include "log.h"
-#include "vorn/clear.h"
-#include "vorn/data_space.h"
+#include "fail.h"
+#include "platform/app_common.h"
+#include "vorn/files.h"
 
 namespace {
 
@@ -19,23 +20,22 @@ void write_text(const sign &from, char (&text)[TEXT_ROOM])
                        from.last, from.grows ? 1 : 0);
 }
 
+// A text is a sign when that sign would be written like this.
 sign parse(const char (&text)[TEXT_ROOM])
 {
-    unsigned first = 0;
-    unsigned last = 0;
-    unsigned grows = 0;
-    int end = 0;
-    sign read = {text[0] == '\0' ? sign::CREATION : sign::FOREIGN};
-    if (sscanf(text, "write %u %u %u%n", &first, &last, &grows, &end) == 3 && text[end] == '\0')
-        read.kind = sign::WRITE;
-    else if (sscanf(text, "each %u %u %u%n", &first, &last, &grows, &end) == 3 && text[end] == '\0')
-        read.kind = sign::EACH;
-    else if (sscanf(text, "remove %u%n", &last, &end) == 1 && text[end] == '\0' && last <= BLOCK_LIMIT)
-        read.kind = sign::REMOVAL;
-    read.first = first;
-    read.last = last;
-    read.grows = grows != 0;
-    return read;
+    if (text[0] == '\0')
+        return {sign::CREATION};
+    unsigned numbers[3] = {};
+    (void)sscanf(text, "%*s %u %u %u", &numbers[0], &numbers[1], &numbers[2]);
+    for (const auto kind : {sign::WRITE, sign::EACH, sign::REMOVAL}) {
+        const bool is_removal = kind == sign::REMOVAL;
+        const sign candidate = {kind, is_removal ? 0 : numbers[0], numbers[is_removal ? 0 : 1], numbers[2] != 0};
+        char expected[TEXT_ROOM];
+        write_text(candidate, expected);
+        if (strcmp(text, expected) == 0 && candidate.last <= BLOCK_LIMIT)
+            return candidate;
+    }
+    return {sign::FOREIGN};
 }
 
 // The errors that only say that nothing can be made here. The calls on the objects
@@ -52,72 +52,76 @@ bool is_final(int error)
     return error == EEXIST || error == EIO || error == ENOSPC || error == EDQUOT || error == ENOMEM || error == EINTR;
 }
 
-// What was tried last, and the error that it ended with.
+// The call that was tried last, and the error that it ended with.
 struct attempt {
     const char *call;
     int error;
 };
 
-// Gives a removal's text the name of the sign that stands there.
-attempt replace_sign(const char *directory, const char *label, const char *text)
-{
-    const object_name next = vorn_next_sign_name(label);
-    (void)file_delete(directory, next.text);   // where it stays, the next call fails
-    const int error = file_make_text_link(directory, next.text, text);
-    if (error != 0)
-        return {"symlink", error};
-    return {"rename", file_rename(directory, next.text, vorn_sign_name(label).text)};
-}
-
 attempt try_to_make(const data_space &space, const sign &made)
 {
-    const char *directory = space.directory.get();
-    const object_name name = vorn_sign_name(space.label);
+    const bool replaces = made.kind == sign::REMOVAL && space.standing.is_ours();
+    if (space.standing.kind != sign::NONE && !replaces)
+        return {"symlink", EEXIST};
     if (made.kind == sign::CREATION)
-        return {"mknod", file_make_empty(directory, name.text)};
+        return {"mknod", vorn_file_do(name_call::MKNOD, space, SIGN)};
+    const char *const directory = space.directory.get();
     char text[TEXT_ROOM];
+    object_name name;
     write_text(made, text);
-    const int error = file_make_text_link(directory, name.text, text);
-    if (error == EEXIST && made.kind == sign::REMOVAL && space.standing.is_ours())
-        return replace_sign(directory, space.label, text);
+    vorn_name(name, space.label, SIGN);
+    int error = replaces ? ENOSYS : file_name_do(name_call::SYMLINK, directory, name, text);
     if (error == 0 || is_final(error))
         return {"symlink", error};
-    return {"open", file_make_text_file(directory, name.text, text)};
+    // Made under another name first, a sign is never seen half made.
+    vorn_name(name, space.label, NEXT_SIGN);
+    (void)file_name_do(name_call::UNLINK, directory, name, nullptr);   // where it stays, the next call fails
+    error = file_name_do(name_call::SYMLINK, directory, name, text);
+    if (error != 0 && !is_final(error))
+        error = file_name_do(name_call::TEXT_FILE, directory, name, text);
+    if (error != 0)
+        return {"open", error};
+    return {"rename", vorn_file_do(name_call::RENAME, space, NEXT_SIGN, SIGN)};
 }
 
 }   // namespace
 
-int vorn_read_sign(data_space *space)
+int32_t vorn_read_sign(data_space *space)
 {
     space->standing = {sign::IMPOSSIBLE};
-    if (space->directory == nullptr || !file_name_fits(space->directory.get(), vorn_next_sign_name(space->label).text))
+    if (space->directory == nullptr)   // the platform may answer now: a sign must not be overlooked
+        space->directory.reset(app_get_data_path());
+    // No name is longer than that of the next sign.
+    if (space->directory == nullptr || vorn_file_do(name_call::NOTHING, *space, NEXT_SIGN) != 0)
         return 0;
+    object_name name;
+    vorn_name(name, space->label, SIGN);
     char text[TEXT_ROOM];
-    const int error = file_read_text(space->directory.get(), vorn_sign_name(space->label).text, text);
+    const int error = file_read_text(space->directory.get(), name, text);
     if (error == EPERM || error == ENOSYS)
         return 0;   // a sandbox forbids to look
     space->standing = error == 0 ? parse(text) : sign{};
-    return error == ENOENT ? 0 : error;
+    return error == 0 || error == ENOENT ? 0 : vorn_report("lstat", *space, SIGN, error);
 }
 
-outcome vorn_make_sign(const data_space &space, sign *made)
+int32_t vorn_make_sign(const data_space &space, sign *made)
 {
     const attempt tried = try_to_make(space, *made);
     if (tried.error == 0)
-        return {0};
+        return 0;
     if (!is_impossible(tried.error))
-        return FAILED_CALL(tried.call, space, vorn_sign_name(space.label).text, tried.error);
+        return vorn_report(tried.call, space, SIGN, tried.error);
     made->kind = sign::IMPOSSIBLE;
-    return {0};
+    return 0;
 }
 
-outcome vorn_flush_sign(const data_space &space)
+int32_t vorn_make_lone_sign(const data_space &space, sign *made)
 {
-    const int error = file_flush_directory(space.directory.get());
-    return error == 0 ? outcome{0} : FAILED_CALL("fsync", space, "", error);
-}
-
-bool vorn_drop_sign(const data_space &space)
-{
-    return vorn_clear(space, vorn_sign_name(space.label));
+    if (vorn_make_sign(space, made) != 0)
+        return -1;
+    if (made->kind == sign::IMPOSSIBLE || file_system_of(space.directory.get()).is_ordered || vorn_flush(space) == 0)
+        return 0;
+    const int reason = errno;
+    vorn_clear(space, SIGN);
+    return fail(-1, reason);
 }

@@ -18,8 +18,6 @@
 
 #include <cstdint>
 
-#include "FileBackend/vorn-backend/object.h"
-
 struct data_space;
 
 struct sign {
@@ -32,17 +30,14 @@ struct sign {
     bool is_ours() const { return kind >= WRITE && kind <= REMOVAL; }
 };
 
-/* Reads the sign into space->standing. Returns 0, or an errno value where it cannot
- * be read. */
-int vorn_read_sign(data_space *space);
+/* Reads the sign into space->standing. Returns 0, or -1 where it cannot be read. */
+int32_t vorn_read_sign(data_space *space);
 
 /* Makes the sign. That of a removal takes the place of one that could not be settled.
- * The status is 0, or -1 when the change must not begin. Where no sign can be made at
- * all, made->kind becomes IMPOSSIBLE. */
-outcome vorn_make_sign(const data_space &space, sign *made);
+ * Returns 0, or -1 when the change must not begin. Where no sign can be made at all,
+ * made->kind becomes IMPOSSIBLE. */
+int32_t vorn_make_sign(const data_space &space, sign *made);
 
-/* Brings the sign, and what was kept after it, to storage. The status is 0 or -1. */
-outcome vorn_flush_sign(const data_space &space);
-
-/* Drops the sign. Returns false when it stays. */
-bool vorn_drop_sign(const data_space &space);
+/* The same for a sign with which nothing is kept: it is on storage before the call goes
+ * on, where the file system does not keep its directory operations in order. */
+int32_t vorn_make_lone_sign(const data_space &space, sign *made);

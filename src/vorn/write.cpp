@@ -1,7 +1,6 @@
 #define OPERATION "vorn_write"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 #include "log.h"
@@ -10,51 +9,52 @@
 #include "vorn/change.h"
 #include "vorn/walk.h"
 
-// Stores a block that did not exist.
-NOT_INLINED static outcome store_new_block(write_change *change, const object_name &name, backend_buffer block)
+// Stores a block that did not exist, or could not be opened because of `reason`.
+static int32_t store_new_block(write_change *change, const char *name, uint32_t index, int reason, backend_buffer block)
 {
-    const outcome saved = backend_save_data(name.text, block);
-    if (saved.status != 0) {
-        LOG_ERROR("backend_save_data for %s failed (%d)", name.text, saved.status);
-        vorn_take_back(change, name, nullptr, saved);
-    }
-    return saved;
+    const int32_t status = backend_save_data(name, block);
+    if (status == 0)
+        return 0;
+    const bool has_remains = file_has_remains(status, errno);
+    reason = reason == ENOENT ? errno : reason;
+    LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
+    vorn_take_back(change, index, 0, has_remains);
+    return fail(status, reason);
 }
 
-NOT_INLINED static outcome replace_block(write_change *change, const object_name &name, uint32_t index,
-                                         backend_buffer block)
+static int32_t replace_block(write_change *change, const char *name, uint32_t index, backend_buffer block)
 {
-    const object_name kept = vorn_kept_name(change->space->label, index);
     const bool is_counted = index < vorn_block_count(change->space->header);
-    const outcome updated = vorn_update_data(change, name, is_counted ? &kept : nullptr, block);
-    if (updated.status != 0)
-        LOG_ERROR("Failed to update data block %s (%d)", name.text, updated.status);
-    return updated;
+    const int32_t status = vorn_update_data(change, name, index, is_counted ? KEPT | index : 0, block);
+    return status == 0 ? 0 : FAILED(status, errno, "Failed to update data block %s (%d)", name, status);
 }
 
 // Stores one piece of the range: loads its block, changes it, and replaces or
 // creates it.
-static outcome store_piece(write_change *change, const block_walk &walk, const unsigned char *piece,
+static int32_t store_piece(write_change *change, const block_walk &walk, const unsigned char *piece,
                            backend_buffer block)
 {
-    const object_name name = vorn_block_name(change->space->label, walk.index);
+    object_name name;
+    vorn_name(name, change->space->label, walk.index);
     backend_buffer *record = nullptr;
-    const outcome load = backend_get_data(name.text, &record);
+    const int32_t status = backend_get_data(name, &record, nullptr);
+    const int reason = errno;
     loaded_object loaded(record);
-    if (load.status != 0 && load.status != BACKEND_ERR_ALIAS_STATE)
-        return FAILED(load.status, load.reason, "backend_get_data for %s failed (%d)", name.text, load.status);
-    const uint32_t size = load.status == 0 ? std::min(record->size, block.size) : 0;
+    if (status != 0 && status != BACKEND_ERR_ALIAS_STATE)
+        return FAILED(status, reason, "backend_get_data for %s failed (%d)", name, status);
+    const uint32_t size = status == 0 ? std::min(record->size, block.size) : 0;
     if (size > 0)
         memcpy(block.data, record->data, size);
     memset(block.data + size, 0, block.size - size);
     loaded.reset();
     memcpy(block.data + walk.position, piece, walk.chunk);
-    return load.status == 0 ? replace_block(change, name, walk.index, block) : store_new_block(change, name, block);
+    return status == 0 ? replace_block(change, name, walk.index, block)
+                       : store_new_block(change, name, walk.index, reason, block);
 }
 
-// Records the new end of the data. The status is 0, -ENOMEM, or another one that does
-// not change the call's result.
-static outcome replace_header(write_change *change, uint32_t data_size)
+// Records the new end of the data. Returns 0, -ENOMEM, or another status that does not
+// change the call's result.
+NOT_INLINED static int32_t replace_header(write_change *change, uint32_t data_size)
 {
     const data_space &space = *change->space;
     data_space_header header = space.header;
@@ -63,50 +63,57 @@ static outcome replace_header(write_change *change, uint32_t data_size)
     if (copy == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
     memcpy(copy.get(), &header, sizeof header);
-    const object_name name = vorn_header_name(space.label);
-    const object_name kept = vorn_kept_name(space.label, vorn_block_count(space.header));
-    const outcome updated = vorn_update_data(change, name, &kept, {copy.get(), sizeof header});
-    if (updated.status != 0)
-        return FAILED(-1, updated.reason, "Failed to update header block %s (%d)", name.text, updated.status);
-    return {0};
+    object_name name;
+    vorn_name(name, space.label, HEADER);
+    const file_id kept = KEPT | vorn_block_count(space.header);
+    const int32_t status = vorn_update_data(change, name, HEADER, kept, {copy.get(), sizeof header});
+    return status == 0 ? 0 : FAILED(-1, errno, "Failed to update header block %s (%d)", name, status);
 }
 
-static outcome write_range(const data_space &space, uint32_t offset, uint32_t length, const unsigned char *bytes)
+// Stores the range. Returns the walk as it ended.
+static block_walk store_blocks(write_change *change, uint32_t offset, uint32_t length, const unsigned char *bytes,
+                               unsigned char *block)
 {
-    const uint32_t block_size = space.header.block_size;
-    owned<unsigned char> block(static_cast<unsigned char *>(malloc(block_size)));
+    const uint32_t block_size = change->space->header.block_size;
+    block_walk walk(block_size, offset, length);
+    while (walk.left > 0) {
+        if (store_piece(change, walk, bytes + walk.done, {block, block_size}) != 0) {
+            change->reason = errno;
+            break;
+        }
+        walk.next(block_size);
+    }
+    return walk;
+}
+
+static int32_t write_range(const data_space &space, uint32_t offset, uint32_t length, const unsigned char *bytes)
+{
+    const data_space_header &header = space.header;
+    owned<unsigned char> block(static_cast<unsigned char *>(malloc(header.block_size)));
     if (block == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
     write_change change = {&space, {}};
-    if (!vorn_begin_write(&change, offset, offset + length))
-        return {0, change.trouble.reason};
-    block_walk walk(block_size, offset, length);
-    outcome step = {0};
-    while (walk.left > 0 && step.status == 0) {
-        step = store_piece(&change, walk, bytes + walk.done, {block.get(), block_size});
-        if (step.status == 0)
-            walk.next(block_size);
+    int32_t result = 0;
+    if (vorn_begin_write(&change, offset, offset + length)) {
+        const block_walk walk = store_blocks(&change, offset, length, bytes, block.get());
+        block.reset();
+        const uint32_t end = offset + walk.done;
+        const int32_t recorded = end > header.data_size ? replace_header(&change, end) : 0;
+        if (recorded != 0 && change.reason == 0)
+            change.reason = errno;
+        const bool is_complete = recorded == 0 && (walk.left == 0 || end > header.data_size);
+        const bool is_kept = vorn_end_write(&change, walk.index - offset / header.block_size, is_complete);
+        result = recorded == -ENOMEM ? -ENOMEM : is_kept ? static_cast<int32_t>(walk.done) : 0;
     }
-    block.reset();
-    bool is_complete = walk.left == 0;
-    const uint32_t end = offset + walk.done;
-    if (end > space.header.data_size) {
-        const outcome recorded = replace_header(&change, end);
-        is_complete = recorded.status == 0;
-        step = step.status == 0 || recorded.status == -ENOMEM ? recorded : step;
-    }
-    if (!vorn_end_write(&change, walk.index - offset / block_size, is_complete))
-        walk.done = 0;
-    const int reason = step.status != 0 ? step.reason : change.trouble.reason;
-    return {step.status == -ENOMEM && !is_complete ? -ENOMEM : static_cast<int32_t>(walk.done), reason};
+    return fail(result, change.reason);
 }
 
-static outcome check_and_write(const char *label, uint32_t offset, uint32_t length, const void *buffer)
+int32_t vorn_write(const char *label, uint32_t offset, uint32_t length, const void *buffer)
 {
     data_space space;
-    const outcome found = vorn_read_header(label, &space);
-    if (found.status != 0)
-        return FAILED(found.status, found.reason, "Failed to read header (%d)", found.status);
+    const int32_t status = vorn_read_header(label, &space);
+    if (status != 0)
+        return FAILED(status, errno, "Failed to read header (%d)", status);
     if (length == 0 || buffer == nullptr)
         return FAILED(-EINVAL, EINVAL, "Invalid argument");
     const uint32_t room = UINT32_MAX - offset;
@@ -114,9 +121,4 @@ static outcome check_and_write(const char *label, uint32_t offset, uint32_t leng
         return FAILED(-ERANGE, ERANGE, "Offset is far away from data block");
     return write_range(space, offset, std::min({length, room, uint32_t{INT32_MAX}}),
                        static_cast<const unsigned char *>(buffer));
-}
-
-int32_t vorn_write(const char *label, uint32_t offset, uint32_t length, const void *buffer)
-{
-    return vorn_answer(check_and_write(label, offset, length, buffer));
 }

@@ -2,11 +2,15 @@
  * The file backend: objects, each a named string of bytes, kept as encrypted
  * files in the application's data directory.
  *
- * Every operation has logged what went wrong when it returns. It keeps nothing
- * between calls, takes no locks, and asks the platform for the data directory
- * once.
+ * Every operation returns a status: 0, a negative errno value, or one of the backend's
+ * codes. A failure is logged when it returns, and errno holds the reason: ENOTDIR when
+ * the platform has no data directory, else the system's own error or one that comes
+ * next to it. An operation keeps nothing between calls, takes no locks, and asks the
+ * platform for the data directory once.
  */
 #pragma once
+
+#include <cerrno>
 
 #include "FileBackend/vorn-backend/object.h"
 #include "owned.h"
@@ -18,38 +22,30 @@
  * -ENOMEM, or another code when its content is refused or cannot be read. The
  * reason is ENOENT only for an absent file, and EBADMSG only for refused content.
  *
- * `directory`, where it is given, takes over the path of the data directory. It
- * stays empty when the platform has none.
+ * `directory`, unless it is NULL, takes over the path of the data directory. It is
+ * left alone when the platform has none.
  */
-outcome file_get_data(const char *alias, backend_buffer **out, owned<char> *directory = nullptr);
+int32_t file_get_data(const char *alias, backend_buffer **out, owned<char> *directory);
 
 /*
  * Stores a new object; the bytes stay the caller's. With status 0 they have
  * reached storage. BACKEND_ERR_ALIAS_STATE when an object of that name exists,
  * which is left alone. A save that fails after it has created the file leaves it
- * there, and says so in `remains`.
+ * there.
  */
-outcome file_save_data(const char *alias, backend_buffer bytes);
+int32_t file_save_data(const char *alias, backend_buffer bytes);
 
-/*
- * Deletes an object. BACKEND_ERR_ALIAS_STATE when there is none. Where `kept` is
- * given, the object's file takes that name instead of going.
- */
-outcome file_remove_alias(const char *alias, const char *kept = nullptr);
+/* Whether a save that ended so has left an unfinished file. */
+inline bool file_has_remains(int32_t status, int reason)
+{
+    const bool is_refused = status == BACKEND_ERR_ALIAS_STATE || status == BACKEND_ERR_PATH || status == -EINVAL;
+    return status != 0 && !is_refused && reason != ENOTDIR;
+}
+
+/* Deletes an object. BACKEND_ERR_ALIAS_STATE when there is none. */
+int32_t file_remove_alias(const char *alias);
 
 // The names under which the store knows the operations.
-
-inline outcome backend_get_data(const char *alias, backend_buffer **out, owned<char> *directory = nullptr)
-{
-    return file_get_data(alias, out, directory);
-}
-
-inline outcome backend_save_data(const char *alias, backend_buffer bytes)
-{
-    return file_save_data(alias, bytes);
-}
-
-inline outcome backend_remove_alias(const char *alias, const char *kept = nullptr)
-{
-    return file_remove_alias(alias, kept);
-}
+static constexpr auto &backend_get_data = file_get_data;
+static constexpr auto &backend_save_data = file_save_data;
+static constexpr auto &backend_remove_alias = file_remove_alias;

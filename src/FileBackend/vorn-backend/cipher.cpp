@@ -1,4 +1,4 @@
-#define OPERATION operation
+#define LOGGED_NAME operation
 
 #include "FileBackend/vorn-backend/cipher.h"
 
@@ -23,7 +23,7 @@ struct cipher_tools {
     owned<unsigned char> output;
 };
 
-outcome prepare(const char *operation, uint32_t length, cipher_tools *tools)
+int32_t prepare(const char *operation, uint32_t length, cipher_tools *tools)
 {
     tools->context.reset(EVP_CIPHER_CTX_new());
     if (tools->context == nullptr)
@@ -34,17 +34,17 @@ outcome prepare(const char *operation, uint32_t length, cipher_tools *tools)
     tools->output.reset(static_cast<unsigned char *>(calloc(size_t{length} + CIPHER_BLOCK + 1, 1)));
     if (tools->output == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "calloc failed");
-    return {0};
+    return 0;
 }
 
 }   // namespace
 
-outcome file_decrypt_data(const file_text &ciphertext, file_text *plaintext)
+int32_t file_decrypt_data(const file_text &ciphertext, file_text *plaintext)
 {
     const char *const operation = __func__;
     cipher_tools with;
-    const outcome prepared = prepare(operation, ciphertext.length, &with);
-    if (prepared.status != 0)
+    const int32_t prepared = prepare(operation, ciphertext.length, &with);
+    if (prepared != 0)
         return prepared;
     int result = EVP_DecryptInit_ex(with.context.get(), EVP_aes_256_cbc(), nullptr, with.key.get(), nullptr);
     if (result != 1)
@@ -59,17 +59,17 @@ outcome file_decrypt_data(const file_text &ciphertext, file_text *plaintext)
     if (result != 1)
         return FAILED(BACKEND_ERR_CIPHER, EBADMSG, "EVP_DecryptFinal_ex failed (%d)", result);
     *plaintext = {std::move(with.output), static_cast<uint32_t>(updated + finished)};
-    return {0};
+    return 0;
 }
 
-outcome file_encrypt_data(const file_text &plaintext, file_text *ciphertext)
+int32_t file_encrypt_data(const file_text &plaintext, file_text *ciphertext)
 {
     const char *const operation = __func__;
     if (plaintext.length == 0)
         return FAILED(-EINVAL, EINVAL, "Invalid parameter");
     cipher_tools with;
-    const outcome prepared = prepare(operation, plaintext.length, &with);
-    if (prepared.status != 0)
+    const int32_t prepared = prepare(operation, plaintext.length, &with);
+    if (prepared != 0)
         return prepared;
     int result = EVP_EncryptInit_ex(with.context.get(), EVP_aes_256_cbc(), nullptr, with.key.get(), nullptr);
     if (result != 1)
@@ -84,5 +84,5 @@ outcome file_encrypt_data(const file_text &plaintext, file_text *ciphertext)
     if (result != 1)
         return FAILED(BACKEND_ERR_CIPHER, EIO, "EVP_EncryptFinal_ex failed (%d)", result);
     *ciphertext = {std::move(with.output), static_cast<uint32_t>(updated + finished)};
-    return {0};
+    return 0;
 }

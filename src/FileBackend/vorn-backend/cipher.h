@@ -42,14 +42,13 @@ struct file_text {
 
 /*
  * Decrypts at most CIPHERTEXT_MAX bytes into a new buffer with room for 17 more.
- * The status is 0, -ENOMEM or BACKEND_ERR_CIPHER, the reason EBADMSG when the
- * bytes are refused. Gives nothing unless the status is 0.
+ * Returns 0, -ENOMEM or BACKEND_ERR_CIPHER, with EBADMSG in errno when the bytes
+ * are refused. Gives nothing unless 0.
  */
-outcome file_decrypt_data(const file_text &ciphertext, file_text *plaintext);
+int32_t file_decrypt_data(const file_text &ciphertext, file_text *plaintext);
 
 /*
  * Encrypts 1 to OBJECT_MAX + DIGEST_SIZE bytes into a new buffer with room for 17
- * more. The status is 0, -EINVAL, -ENOMEM or BACKEND_ERR_CIPHER. Gives nothing
- * unless the status is 0.
+ * more. Returns 0, -EINVAL, -ENOMEM or BACKEND_ERR_CIPHER. Gives nothing unless 0.
  */
-outcome file_encrypt_data(const file_text &plaintext, file_text *ciphertext);
+int32_t file_encrypt_data(const file_text &plaintext, file_text *ciphertext);

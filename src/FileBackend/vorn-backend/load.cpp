@@ -14,33 +14,30 @@
 #include "FileBackend/vorn-backend/cipher.h"
 #include "FileBackend/vorn-backend/object_path.h"
 #include "log.h"
-#include "platform/app_common.h"
 
 // Reads the whole file.
-static outcome read_ciphertext(int file, file_text *ciphertext)
+static int32_t read_ciphertext(int file, file_text *ciphertext)
 {
     const off_t length = lseek(file, 0, SEEK_END);
     if (length <= 0 || length > off_t{CIPHERTEXT_MAX}) {
-        const int error = length < 0 ? errno : EBADMSG;
-        return FAILED(BACKEND_ERR_IO, error, "lseek failed (%ld)",
+        return FAILED(BACKEND_ERR_IO, length < 0 ? errno : EBADMSG, "lseek failed (%ld)",
                       static_cast<long>(std::min<int64_t>(length, LONG_MAX)));
     }
-    lseek(file, 0, SEEK_SET);   // where it fails, the read is short
+    const int short_read = lseek(file, 0, SEEK_SET) < 0 ? errno : EIO;   // where it fails, the read is short
     ciphertext->length = static_cast<uint32_t>(length);
     ciphertext->bytes.reset(static_cast<unsigned char *>(calloc(size_t{ciphertext->length} + 1, 1)));
     if (ciphertext->bytes == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "calloc failed");
     const ssize_t count = read(file, ciphertext->bytes.get(), ciphertext->length);
     if (count == static_cast<ssize_t>(ciphertext->length))
-        return {0};
+        return 0;
     if (count >= 0)
-        errno = EIO;
-    const int error = errno;
-    return FAILED(BACKEND_ERR_IO, error, "read failed : %m");
+        errno = short_read;
+    return FAILED(BACKEND_ERR_IO, errno, "read failed : %m");
 }
 
 // Checks the digest behind the payload.
-static outcome check_digest(const file_text &plaintext)
+static int32_t check_digest(const file_text &plaintext)
 {
     if (plaintext.length <= DIGEST_SIZE)
         return FAILED(BACKEND_ERR_INTEGRITY, EBADMSG, "Invalid data size (%d)", static_cast<int>(plaintext.length));
@@ -50,11 +47,11 @@ static outcome check_digest(const file_text &plaintext)
         return FAILED(BACKEND_ERR_DIGEST, EIO, "SHA256 failed");
     if (memcmp(digest, plaintext.bytes.get() + size, DIGEST_SIZE) != 0)
         return FAILED(BACKEND_ERR_INTEGRITY, EBADMSG, "Integrity checking failed");
-    return {0};
+    return 0;
 }
 
 // Makes a record of the payload.
-static outcome hand_out(file_text plaintext, backend_buffer **out)
+static int32_t hand_out(file_text plaintext, backend_buffer **out)
 {
     const uint32_t size = plaintext.length - DIGEST_SIZE;
     auto *shrunk = static_cast<unsigned char *>(realloc(plaintext.bytes.get(), size));
@@ -67,47 +64,40 @@ static outcome hand_out(file_text plaintext, backend_buffer **out)
         return FAILED(-ENOMEM, ENOMEM, "calloc failed");
     *record = {plaintext.bytes.release(), size};
     *out = record;
-    return {0};
+    return 0;
 }
 
-static outcome load_file(int file, backend_buffer **out)
+static int32_t load_file(int file, backend_buffer **out)
 {
     file_text ciphertext;
     file_text plaintext;
-    outcome step = read_ciphertext(file, &ciphertext);
-    if (step.status != 0)
-        return step;
+    int32_t status = read_ciphertext(file, &ciphertext);
+    if (status != 0)
+        return status;
     const keep_error_queue keep;
-    step = file_decrypt_data(ciphertext, &plaintext);
-    if (step.status != 0)
-        return FAILED(step.status, step.reason, "Failed to decrypt data (%d)", step.status);
-    step = check_digest(plaintext);
-    return step.status != 0 ? step : hand_out(std::move(plaintext), out);
+    status = file_decrypt_data(ciphertext, &plaintext);
+    if (status != 0)
+        return FAILED(status, errno, "Failed to decrypt data (%d)", status);
+    status = check_digest(plaintext);
+    return status != 0 ? status : hand_out(std::move(plaintext), out);
 }
 
-static outcome load_path(const char *path, backend_buffer **out)
+static int32_t load_path(const char *path, backend_buffer **out)
 {
     const int file = open(path, O_RDONLY | O_NONBLOCK);
-    if (file < 0) {
-        const int error = errno;
-        return FAILED(BACKEND_ERR_ALIAS_STATE, error, "open for %s failed : %m", path);
-    }
-    const outcome loaded = load_file(file, out);
+    if (file < 0)
+        return FAILED(BACKEND_ERR_ALIAS_STATE, errno, "open for %s failed : %m", path);
+    const int32_t status = load_file(file, out);
+    const int reason = errno;
     if (close(file) != 0)
         LOG_WARNING("close failed : %m");
-    return loaded;
+    return fail(status, reason);
 }
 
-outcome file_get_data(const char *alias, backend_buffer **out, owned<char> *directory)
+int32_t file_get_data(const char *alias, backend_buffer **out, owned<char> *directory)
 {
-    owned<char> asked(app_get_data_path());
-    if (asked == nullptr)
-        return FAILED(-ENOMEM, ENOMEM, "app_get_data_path failed");
+    owned<char> here;
     char path[PATH_ROOM];
-    const outcome loaded = set_object_path(path, asked.get(), alias)
-                               ? load_path(path, out)
-                               : FAILED(BACKEND_ERR_PATH, ENAMETOOLONG, "Path for %s is too long", alias);
-    if (directory != nullptr)
-        *directory = std::move(asked);
-    return loaded;
+    const int32_t status = find_object(__func__, alias, path, directory != nullptr ? directory : &here);
+    return status != 0 ? status : load_path(path, out);
 }

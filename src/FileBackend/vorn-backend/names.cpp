@@ -21,103 +21,91 @@
 
 #include "FileBackend/vorn-backend/object_path.h"
 
-namespace {
-
-// A name's path. It is empty, so that every call on it fails, where it does not fit.
-struct name_path {
-    char text[PATH_ROOM];
-
-    name_path(const char *directory, const char *name)
-    {
-        if (!set_object_path(text, directory, name))
-            text[0] = '\0';
-    }
-};
-
-int error_of(ssize_t result)
-{
-    return result < 0 ? errno : 0;
-}
-
 // Closes, and reports the error from before.
-int close_after(int error, int file)
+static int close_after(int error, int file)
 {
     close(file);
     return error;
 }
 
-}   // namespace
-
-bool file_name_fits(const char *directory, const char *name)
+static int make_text_file(const char *path, const char *text)
 {
-    return name_path(directory, name).text[0] != '\0';
-}
-
-int file_look(const char *directory, const char *name, file_identity *identity)
-{
-    struct stat status;
-    if (lstat(name_path(directory, name).text, &status) != 0)
-        return errno;
-    if (identity != nullptr)
-        *identity = {status.st_dev, status.st_ino};
-    return 0;
-}
-
-int file_link(const char *directory, const char *name, const char *second)
-{
-    return error_of(link(name_path(directory, name).text, name_path(directory, second).text));
-}
-
-int file_rename(const char *directory, const char *name, const char *second)
-{
-    return error_of(rename(name_path(directory, name).text, name_path(directory, second).text));
-}
-
-int file_delete(const char *directory, const char *name)
-{
-    const int error = error_of(unlinkat(AT_FDCWD, name_path(directory, name).text, 0));
-    return error == ENOENT ? 0 : error;
-}
-
-int file_make_text_link(const char *directory, const char *name, const char *text)
-{
-    return error_of(symlink(text, name_path(directory, name).text));
-}
-
-int file_make_text_file(const char *directory, const char *name, const char *text)
-{
-    const name_path path(directory, name);
-    const int file = open(path.text, O_WRONLY | O_CREAT | O_EXCL | O_DSYNC | O_CLOEXEC, 0600);
+    const int file = open(path, O_WRONLY | O_CREAT | O_EXCL | O_DSYNC | O_CLOEXEC, 0600);
     if (file < 0)
         return errno;
     const auto length = static_cast<ssize_t>(strlen(text));
     errno = ENOSPC;   // for a short write
     const int error = close_after(write(file, text, strlen(text)) == length ? 0 : errno, file);
     if (error != 0)
-        unlinkat(AT_FDCWD, path.text, 0);   // an empty one that stays means nothing
+        unlinkat(AT_FDCWD, path, 0);   // where it stays, the next one takes its place
     return error;
 }
 
-int file_make_empty(const char *directory, const char *name)
+static int look(const char *path, file_identity *identity)
 {
-    return error_of(mknod(name_path(directory, name).text, S_IFREG | 0600, 0));
+    struct stat status;
+    if (lstat(path, &status) != 0)
+        return -1;
+    if (identity != nullptr)
+        *identity = {status.st_dev, status.st_ino};
+    return 0;
+}
+
+static int result_of(name_call call, const char *path, const char *second, const char *text, file_identity *identity)
+{
+    switch (call) {
+    case name_call::LINK:
+        return link(path, second);
+    case name_call::RENAME:
+        return rename(path, second);
+    case name_call::UNLINK:
+        return unlinkat(AT_FDCWD, path, 0);
+    case name_call::MKNOD:
+        return mknod(path, S_IFREG | 0600, 0);
+    case name_call::SYMLINK:
+        return symlink(text, path);
+    case name_call::TEXT_FILE:
+        errno = make_text_file(path, text);
+        return errno == 0 ? 0 : -1;
+    case name_call::LSTAT:
+        return look(path, identity);
+    case name_call::NOTHING:
+        break;
+    }
+    return 0;
+}
+
+int file_name_do(name_call call, const char *directory, const char *name, const char *other, file_identity *identity)
+{
+    char path[PATH_ROOM];
+    char second[PATH_ROOM];
+    const bool has_second = call == name_call::LINK || call == name_call::RENAME;
+    if (!set_object_path(path, directory, name) || (has_second && !set_object_path(second, directory, other)))
+        return ENAMETOOLONG;
+    if (result_of(call, path, second, other, identity) == 0 || (call == name_call::UNLINK && errno == ENOENT))
+        return 0;
+    return errno;
 }
 
 int file_read_text(const char *directory, const char *name, char (&text)[TEXT_ROOM])
 {
-    const name_path path(directory, name);
+    char path[PATH_ROOM];
     struct stat status;
     memset(text, 0, sizeof text);
-    if (lstat(path.text, &status) != 0)
+    if (!set_object_path(path, directory, name))
+        return ENAMETOOLONG;
+    if (lstat(path, &status) != 0)
         return errno;
     if (S_ISLNK(status.st_mode))
-        return error_of(readlink(path.text, text, sizeof text - 1));
+        return readlink(path, text, sizeof text - 1) < 0 ? errno : 0;
     text[0] = '?';
     if (!S_ISREG(status.st_mode) || status.st_size >= int64_t{TEXT_ROOM})
         return 0;
     text[0] = '\0';
-    const int file = open(path.text, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    return file < 0 ? errno : close_after(error_of(read(file, text, sizeof text - 1)), file);
+    const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0)
+        return errno;
+    return close_after(read(file, text, sizeof text - 1) < 0 ? errno : 0, file);
 }
 
 int file_flush_directory(const char *directory)
@@ -125,7 +113,7 @@ int file_flush_directory(const char *directory)
     const int file = open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (file < 0)
         return errno;
-    const int error = close_after(error_of(fsync(file)), file);
+    const int error = close_after(fsync(file) < 0 ? errno : 0, file);
     return error == EINVAL ? 0 : error;   // there is nothing to flush
 }
 
@@ -150,8 +138,7 @@ file_system file_system_of(const char *directory)
         if (known.type == static_cast<uint32_t>(status.f_type))
             found = {true, known.is_ordered};
     }
-    found.block_size = static_cast<uint64_t>(status.f_bsize);
-    found.blocks_left = status.f_blocks == 0 ? UINT64_MAX : status.f_bavail;
+    found.bytes_left = status.f_blocks == 0 ? UINT64_MAX : status.f_bavail * static_cast<uint64_t>(status.f_bsize);
     found.files_left = status.f_files == 0 ? UINT64_MAX : status.f_ffree;
     return found;
 }

@@ -21,24 +21,23 @@ struct file_identity {
     uint64_t inode;
 };
 
-bool file_name_fits(const char *directory, const char *name);
+/* What can be done with a name. */
+enum class name_call {
+    LINK,        // gives the file a second name
+    RENAME,      // gives it another; two names of one file both stay
+    UNLINK,      // a name that does not exist is a success
+    MKNOD,       // makes an empty file
+    SYMLINK,     // makes a symbolic link to a text
+    TEXT_FILE,   // makes a file with a text, which is then on storage
+    LSTAT,       // looks at the name itself, not at what a symbolic link there leads to
+    NOTHING,     // sees that the path is not too long
+};
 
-/* Looks at a name itself, not at what a symbolic link there leads to. */
-int file_look(const char *directory, const char *name, file_identity *identity = nullptr);
+/* `other` is the second name, or the text; `identity` becomes what LSTAT sees. */
+int file_name_do(name_call call, const char *directory, const char *name, const char *other,
+                 file_identity *identity = nullptr);
 
-int file_link(const char *directory, const char *name, const char *second);
-
-/* Where both are names of one file, both stay. */
-int file_rename(const char *directory, const char *name, const char *second);
-
-/* Deletes a name. A name that does not exist is a success. */
-int file_delete(const char *directory, const char *name);
-
-/* A short text is the target of a symbolic link, or the content of a file, which is
- * then on storage. A read gives "?" for what stands there and is neither. */
-int file_make_text_link(const char *directory, const char *name, const char *text);
-int file_make_text_file(const char *directory, const char *name, const char *text);
-int file_make_empty(const char *directory, const char *name);
+/* Reads a text. It is "?" where neither a symbolic link nor a small file stands. */
 int file_read_text(const char *directory, const char *name, char (&text)[TEXT_ROOM]);
 
 /* Brings what was done in the directory to storage. */
@@ -48,8 +47,7 @@ int file_flush_directory(const char *directory);
 struct file_system {
     bool is_sound = false;     // inode numbers and links can be relied upon
     bool is_ordered = false;   // directory operations reach storage in their order
-    uint64_t block_size = 1;
-    uint64_t blocks_left = 0;   // UINT64_MAX without a limit
+    uint64_t bytes_left = 0;   // UINT64_MAX without a limit
     uint64_t files_left = 0;
 };
 file_system file_system_of(const char *directory);

@@ -1,6 +1,6 @@
 /*
- * What all of the backend knows of an object: its bytes, its name, and how an
- * operation on it ends.
+ * What all of the backend knows of an object: its bytes, the room for its name, and
+ * how an operation on it ends.
  */
 #pragma once
 
@@ -33,10 +33,3 @@ struct free_loaded_object {
     }
 };
 using loaded_object = std::unique_ptr<backend_buffer, free_loaded_object>;
-
-/* How an operation ended. */
-struct outcome {
-    int32_t status;         // 0, a negative errno value, or one of the codes above
-    int reason = 0;         // an errno value: ENOENT for what is absent, EBADMSG for what is refused
-    bool remains = false;   // a save has failed and left its unfinished file
-};

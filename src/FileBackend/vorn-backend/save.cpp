@@ -12,10 +12,9 @@
 #include "FileBackend/vorn-backend/cipher.h"
 #include "FileBackend/vorn-backend/object_path.h"
 #include "log.h"
-#include "platform/app_common.h"
 
 // Encrypts the payload with its digest behind it.
-static outcome seal(backend_buffer payload, file_text *ciphertext)
+static int32_t seal(backend_buffer payload, file_text *ciphertext)
 {
     file_text plaintext;
     plaintext.length = payload.size + DIGEST_SIZE;
@@ -26,46 +25,41 @@ static outcome seal(backend_buffer payload, file_text *ciphertext)
     const keep_error_queue keep;
     if (SHA256(payload.data, payload.size, plaintext.bytes.get() + payload.size) == nullptr)
         return FAILED(BACKEND_ERR_DIGEST, EIO, "SHA256 failed");
-    const outcome encrypted = file_encrypt_data(plaintext, ciphertext);
-    if (encrypted.status != 0)
-        LOG_ERROR("Failed to encrypt data (%d)", encrypted.status);
-    return encrypted;
+    const int32_t status = file_encrypt_data(plaintext, ciphertext);
+    return status == 0 ? 0 : FAILED(status, errno, "Failed to encrypt data (%d)", status);
 }
 
 // Fills the new file.
-static outcome fill(int file, backend_buffer payload)
+static int32_t fill(int file, backend_buffer payload)
 {
     file_text ciphertext;
-    const outcome sealed = seal(payload, &ciphertext);
-    if (sealed.status != 0)
-        return sealed;
+    const int32_t status = seal(payload, &ciphertext);
+    if (status != 0)
+        return status;
     const ssize_t count = write(file, ciphertext.bytes.get(), ciphertext.length);
     if (count == static_cast<ssize_t>(ciphertext.length))
-        return {0};
+        return 0;
     if (count >= 0)
         errno = ENOSPC;
-    const int error = errno;
-    return FAILED(BACKEND_ERR_IO, error, "write failed : %m");
+    return FAILED(BACKEND_ERR_IO, errno, "write failed : %m");
 }
 
-outcome file_save_data(const char *alias, backend_buffer bytes)
+int32_t file_save_data(const char *alias, backend_buffer bytes)
 {
     if (bytes.data == nullptr || bytes.size == 0 || bytes.size > OBJECT_MAX)
         return FAILED(-EINVAL, EINVAL, "Invalid parameter");
-    const owned<char> directory(app_get_data_path());
-    if (directory == nullptr)
-        return FAILED(-ENOMEM, ENOMEM, "app_get_data_path failed");
+    owned<char> directory;
     char path[PATH_ROOM];
-    if (!set_object_path(path, directory.get(), alias))
-        return FAILED(BACKEND_ERR_PATH, ENAMETOOLONG, "Path for %s is too long", alias);
+    int32_t status = find_object(__func__, alias, path, &directory);
+    if (status != 0)
+        return status;
     const int file = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK | O_DSYNC, 0644);
     if (file < 0) {
-        const int error = errno;
-        const int32_t status = error == EEXIST ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
-        return FAILED(status, error, "open for %s failed : %m", path);
+        status = errno == EEXIST ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
+        return FAILED(status, errno, "open for %s failed : %m", path);
     }
-    outcome saved = fill(file, bytes);
+    status = fill(file, bytes);
+    const int reason = errno;
     close(file);   // not checked: the write has already reached storage, or failed
-    saved.remains = saved.status != 0;
-    return saved;
+    return fail(status, reason);
 }
