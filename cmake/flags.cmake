@@ -26,6 +26,7 @@ set(flags -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
     list(REMOVE_ITEM flags -fstack-clash-protection)
 endif()
+set(CMAKE_REQUIRED_FLAGS -Werror)   # clang only warns of a flag for another processor
 foreach(flag IN LISTS flags)
     string(MAKE_C_IDENTIFIER "VORN_HAS${flag}" has_flag)
     check_cxx_compiler_flag(${flag} ${has_flag})
@@ -33,6 +34,7 @@ foreach(flag IN LISTS flags)
         target_compile_options(vorn_hardening INTERFACE ${flag})
     endif()
 endforeach()
+unset(CMAKE_REQUIRED_FLAGS)
 target_link_options(vorn_hardening INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 
 # A shared library of C++ that needs no C++ runtime: linked as C, with only

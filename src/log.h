@@ -1,15 +1,49 @@
 /*
  * Messages to the platform's log: where, and what.
  *
- * Logging may change errno. Whoever decides something by errno after a message
+ * A message carries the name of an operation. A source file whose functions are
+ * stages of one operation defines that name as OPERATION before its first include.
+ * One with several operations defines LOGGED_NAME as the variable that holds it.
+ *
+ * Logging may change errno. Code that decides something by errno after a message
  * keeps it in a variable before.
  */
 #pragma once
 
+#include <cerrno>
+#include <cstdint>
+
+#include "fail.h"
 #include "platform/dlog.h"
 
+/* What is the same in each message of a source file. Side by side, it takes less code
+ * to pass. */
+static constexpr struct {
+    char tag[8];
+    char file[sizeof __BASE_FILE__];
+#ifdef OPERATION
+    char operation[sizeof OPERATION];
+} log_source = {"VORN", __BASE_FILE__, OPERATION};
+#define LOGGED_NAME log_source.operation
+#else
+} log_source = {"VORN", __BASE_FILE__};
+#endif
+
 #define VORN_LOG(priority, format, ...) \
-    dlog_print(priority, "VORN", "%s (%d) %s : " format, __FILE__, __LINE__, __func__, ##__VA_ARGS__)
+    dlog_print(priority, log_source.tag, "%s (%d) %s : " format, log_source.file, __LINE__, LOGGED_NAME, ##__VA_ARGS__)
 
 #define LOG_ERROR(...) VORN_LOG(DLOG_ERROR, __VA_ARGS__)
 #define LOG_WARNING(...) VORN_LOG(DLOG_WARN, __VA_ARGS__)
+
+/* A failure that is logged: what stands before the point is evaluated before the
+ * message, so the reason may be errno itself. */
+struct failure {
+    int32_t status;
+    int reason;
+
+    __attribute__((always_inline)) int32_t after(int) const { return fail(status, reason); }
+};
+
+/* Logs an error, or a warning, leaves the reason in errno, and is the status. */
+#define FAILED(status, reason, ...) (failure{status, reason}.after(LOG_ERROR(__VA_ARGS__)))
+#define WARNED(status, reason, ...) (failure{status, reason}.after(LOG_WARNING(__VA_ARGS__)))

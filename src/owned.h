@@ -1,5 +1,5 @@
 /*
- * Owner of memory from malloc, calloc, realloc, or from whoever says "free it".
+ * Owner of memory that free() releases.
  */
 #pragma once
 

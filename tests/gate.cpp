@@ -1,13 +1,14 @@
 #include "gate.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
+#include <openssl/sha.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <cstdarg>
 #include <cstring>
 #include <mutex>
@@ -17,40 +18,88 @@
 #include "platform/dlog.h"
 
 gate the_gate;
+std::string gate_problems;
 
 namespace {
 
 bool armed;
 std::string directory_path;
 
-bool closed(call_kind kind, const char *name, int error)
+const char *base(const char *path)
+{
+    const char *name = strrchr(path, '/');
+    return name != nullptr ? name + 1 : path;
+}
+
+std::string with_sign(const char *call, const char *path)
+{
+    return std::string(call) + (strncmp(base(path), "VORN_OLD_VORN_HDR", 17) == 0 ? " sign" : "");
+}
+
+bool refused(const char *call, const char *path)
+{
+    const auto &list = the_gate.on.refused;
+    auto found = list.find(call);
+    found = found == list.end() ? list.find(with_sign(call, path)) : found;
+    if (found != list.end())
+        errno = found->second;
+    return found != list.end();
+}
+
+bool tripped(const char *call, int error)
+{
+    const disturbance &set = the_gate.set;
+    const long number = ++the_gate.calls;
+    if (number == set.also) {
+        errno = EMFILE;
+        return true;
+    }
+    if (set.trip == 0 || number < set.trip || number - set.trip >= set.span)
+        return false;
+    the_gate.fired = true;
+    the_gate.tripped = call;
+    the_gate.dead = set.dies;
+    errno = set.error != 0 ? set.error : error;
+    return true;
+}
+
+void aside(const std::function<void()> &what)
+{
+    const int error = errno;
+    armed = false;
+    if (what)
+        what();
+    armed = true;
+    errno = error;
+}
+
+// Whether a call fails, with errno set.
+bool closed(int kind, const char *call, int error, const char *path = "", const char *second = "")
 {
     gate &g = the_gate;
     if (!armed)
         return false;
-    if (kind == SIDE_CALL && g.no_side) {
-        errno = strcmp(name, "lstat") == 0 || strcmp(name, "unlinkat") == 0 ? ENOENT : ENOSYS;
+    if (g.dead) {
+        errno = EIO;
+        return (kind & FILES) != 0;
+    }
+    g.system += (kind & FILES) != 0 ? 1 : 0;
+    if (refused(call, path) || refused(call, second))
         return true;
-    }
-    if (strcmp(name, g.broken) == 0) {
-        errno = error;
+    const bool counts = (g.set.counted & kind) != 0 && (g.set.only == nullptr || strcmp(g.set.only, call) == 0);
+    if (counts && tripped(call, error))
         return true;
-    }
-    if (!g.dead && (g.counted & kind) != 0 && (g.only == nullptr || strcmp(g.only, name) == 0)) {
-        if (++g.calls == g.also) {
-            errno = EMFILE;
-            return true;
-        }
-        if (g.trip != 0 && g.calls >= g.trip && g.calls - g.trip < g.span) {
-            g.fired = true;
-            g.tripped = name;
-            g.dead = g.dies;
-            errno = g.error != 0 ? g.error : error;
-            return !g.dies || (kind & (FILE_CALL | SIDE_CALL)) != 0;
-        }
-    }
-    errno = g.dead ? EIO : errno;
-    return g.dead && (kind & (FILE_CALL | SIDE_CALL)) != 0;
+    if (kind == CHANGE)
+        aside(g.before_change);
+    if (*path != '\0')
+        g.trace.push_back(std::string(call) + " " + base(path) + (*second != '\0' ? " " : "") + base(second));
+    return false;
+}
+
+bool pretended(const char *call)
+{
+    const auto &list = the_gate.on.pretended;
+    return armed && !the_gate.dead && std::find(list.begin(), list.end(), call) != list.end();
 }
 
 // Written only when armed: where several threads call, the gate just lets through.
@@ -72,96 +121,143 @@ void *count_memory(void *was, void *now, size_t size)
     return now;
 }
 
-void trace(const char *call, const char *path, int flags = 0)
+bool no_memory(const char *call, size_t size)
 {
-    if (!armed)
-        return;
-    const char *name = strrchr(path, '/');
-    the_gate.trace.push_back(std::string(call) + " " + (name != nullptr ? name + 1 : path) +
-                             (flags != 0 ? " " + std::to_string(flags) : ""));
+    return closed(MEMORY, call, ENOMEM) || (armed && size > the_gate.most_memory);
+}
+
+template <typename About>
+int fake_type(int result, About *about)
+{
+    using type = decltype(about->f_type);
+    if (armed && result == 0) {
+        about->f_type = static_cast<type>(the_gate.on.file_system);
+        if (the_gate.on.full)
+            about->f_bavail = about->f_bfree = about->f_ffree = 1;
+    }
+    return result;
+}
+
+std::string torn_piece(const void *bytes, size_t count, int torn)
+{
+    std::string piece(static_cast<const char *>(bytes), count);
+    if (count < 48)
+        torn = std::min<int>(torn, HALF);   // a sign: less than a sector, which is not damaged
+    if (torn == ZEROS)
+        piece.assign(count, '\0');
+    else if (torn == FLIPPED)
+        piece[count / 3] = static_cast<char>(piece[count / 3] ^ 1);
+    else
+        piece.resize(torn == ONE_BYTE ? 1 : torn == HALF ? count / 2 : count - std::min<size_t>(count, 16));
+    return piece;
 }
 
 }   // namespace
 
 extern "C" {
 
-#define GATED(kind, error, failed, type, name, parameters, ...)                                                     \
-    type __real_##name parameters;                                                                                  \
-    type __wrap_##name parameters;                                                                                  \
-    type __wrap_##name parameters                                                                                   \
-    {                                                                                                               \
-        return closed(kind, strstr(#name, "lstat") ? "lstat" : #name, error) ? failed : __real_##name(__VA_ARGS__); \
+#define GATED(kind, error, failed, type, name, parameters, arguments, ...)                 \
+    type __real_##name parameters;                                                         \
+    type __wrap_##name parameters;                                                         \
+    type __wrap_##name parameters                                                          \
+    {                                                                                      \
+        const char *call = strstr(#name, "lstat") != nullptr ? "lstat" : #name;            \
+        return closed(kind, call, error __VA_OPT__(, ) __VA_ARGS__) ? failed               \
+               : pretended(call)                                    ? static_cast<type>(0) \
+                                                                    : __real_##name arguments;                                \
     }
 
-GATED(FILE_CALL, EIO, -1, off_t, lseek, (int file, off_t offset, int whence), file, offset, whence)
-GATED(SIDE_CALL, EIO, -1, int, link, (const char *from, const char *to), from, to)
-GATED(SIDE_CALL, EIO, -1, int, rename, (const char *from, const char *to), from, to)
-GATED(SIDE_CALL, EIO, -1, int, mknod, (const char *path, mode_t mode, dev_t device), path, mode, device)
-GATED(SIDE_CALL, EIO, -1, int, unlinkat, (int at, const char *path, int flags), at, path, flags)
-GATED(SIDE_CALL, EIO, -1, int, lstat, (const char *path, struct stat *status), path, status)
+GATED(LOOK, EIO, -1, off_t, lseek, (int file, off_t offset, int whence), (file, offset, whence))
+GATED(LOOK, EIO, -1, int, lstat, (const char *path, struct stat *about), (path, about), path)
 #ifndef __LP64__
-GATED(SIDE_CALL, EIO, -1, int, __lstat64_time64, (const char *path, struct stat *status), path, status)
+GATED(LOOK, EIO, -1, int, __lstat64_time64, (const char *path, struct stat *about), (path, about), path)
 #endif
-GATED(CRYPTO_CALL, 0, 0, int, EVP_EncryptInit_ex,
-      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i), c, t, e, k,
-      i)
-GATED(CRYPTO_CALL, 0, 0, int, EVP_DecryptInit_ex,
-      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i), c, t, e, k,
-      i)
-GATED(CRYPTO_CALL, 0, 0, int, EVP_EncryptUpdate,
-      (EVP_CIPHER_CTX * c, unsigned char *o, int *l, const unsigned char *i, int n), c, o, l, i, n)
-GATED(CRYPTO_CALL, 0, 0, int, EVP_DecryptUpdate,
-      (EVP_CIPHER_CTX * c, unsigned char *o, int *l, const unsigned char *i, int n), c, o, l, i, n)
-GATED(CRYPTO_CALL, 0, 0, int, EVP_EncryptFinal_ex, (EVP_CIPHER_CTX * c, unsigned char *o, int *l), c, o, l)
-GATED(CRYPTO_CALL, 0, 0, int, EVP_DecryptFinal_ex, (EVP_CIPHER_CTX * c, unsigned char *o, int *l), c, o, l)
-GATED(CRYPTO_CALL, 0, nullptr, unsigned char *, SHA256, (const unsigned char *d, size_t n, unsigned char *o), d, n, o)
+GATED(LOOK, EIO, -1, ssize_t, readlink, (const char *path, char *to, size_t size), (path, to, size), path)
+GATED(CHANGE, EACCES, -1, int, unlink, (const char *path), (path), path)
+GATED(CHANGE, EIO, -1, int, unlinkat, (int at, const char *path, int flags), (at, path, flags), path)
+GATED(CHANGE, EIO, -1, int, link, (const char *from, const char *to), (from, to), from, to)
+GATED(CHANGE, EIO, -1, int, rename, (const char *from, const char *to), (from, to), from, to)
+GATED(CHANGE, EIO, -1, int, symlink, (const char *to, const char *path), (to, path), path)
+GATED(CHANGE, EIO, -1, int, mknod, (const char *path, mode_t mode, dev_t device), (path, mode, device), path)
+GATED(CRYPTO, 0, 0, int, EVP_EncryptInit_ex,
+      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i),
+      (c, t, e, k, i))
+GATED(CRYPTO, 0, 0, int, EVP_DecryptInit_ex,
+      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i),
+      (c, t, e, k, i))
+GATED(CRYPTO, 0, 0, int, EVP_EncryptUpdate,
+      (EVP_CIPHER_CTX * c, unsigned char *o, int *l, const unsigned char *i, int n), (c, o, l, i, n))
+GATED(CRYPTO, 0, 0, int, EVP_DecryptUpdate,
+      (EVP_CIPHER_CTX * c, unsigned char *o, int *l, const unsigned char *i, int n), (c, o, l, i, n))
+GATED(CRYPTO, 0, 0, int, EVP_EncryptFinal_ex, (EVP_CIPHER_CTX * c, unsigned char *o, int *l), (c, o, l))
+GATED(CHECK, 0, 0, int, EVP_DecryptFinal_ex, (EVP_CIPHER_CTX * c, unsigned char *o, int *l), (c, o, l))
+GATED(CRYPTO, 0, nullptr, unsigned char *, SHA256, (const unsigned char *d, size_t n, unsigned char *o), (d, n, o))
 
 uint32_t __real_sd_read_record(const sd_table *, uint32_t, const uint8_t **, uint32_t *) asm("__real_" READ_RECORD);
 uint32_t __wrap_sd_read_record(const sd_table *table, uint32_t id, const uint8_t **stored,
                                uint32_t *length) asm("__wrap_" READ_RECORD);
 uint32_t __wrap_sd_read_record(const sd_table *table, uint32_t id, const uint8_t **stored, uint32_t *length)
 {
-    const bool refused = closed(CRYPTO_CALL, "sd_read_record", 0);
-    return refused ? 0xFD00BEEF : __real_sd_read_record(table, id, stored, length);
+    return closed(CRYPTO, "sd_read_record", 0) ? 0xFD00BEEF : __real_sd_read_record(table, id, stored, length);
 }
 
-int __real_open(const char *path, int flags, ...);
-int __wrap_open(const char *path, int flags, ...)
-{
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-    va_end(arguments);
-    if (closed(FILE_CALL, "open", EACCES))
-        return -1;
-    trace("open", path, flags);
-    const int file = __real_open(path, flags, mode);
-    tally(&the_gate.files, file >= 0 ? 1 : 0);
-    return file;
-}
+#define OPEN(name)                                                                  \
+    int __real_##name(const char *path, int flags, ...);                            \
+    int __wrap_##name(const char *path, int flags, ...);                            \
+    int __wrap_##name(const char *path, int flags, ...)                             \
+    {                                                                               \
+        va_list arguments;                                                          \
+        va_start(arguments, flags);                                                 \
+        const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0; \
+        va_end(arguments);                                                          \
+        if (closed((flags & O_CREAT) != 0 ? CHANGE : LOOK, "open", EACCES, path))   \
+            return -1;                                                              \
+        if (armed)                                                                  \
+            the_gate.trace.back() += " " + std::to_string(flags);                   \
+        const int file = __real_##name(path, flags, mode);                          \
+        tally(&the_gate.files, file >= 0 ? 1 : 0);                                  \
+        return file;                                                                \
+    }
+
+OPEN(open)
 
 int __real_close(int file);
 int __wrap_close(int file)
 {
     tally(&the_gate.files, -1);
     const int result = __real_close(file);   // also for the dead, whose files the system closes
-    return closed(FILE_CALL, "close", EIO) ? -1 : result;
+    return closed(LOOK, "close", EIO) ? -1 : result;
 }
 
-int __real_unlink(const char *path);
-int __wrap_unlink(const char *path)
+#define STATFS(name)                                                                                  \
+    int __real_##name(const char *path, struct name *about);                                          \
+    int __wrap_##name(const char *path, struct name *about);                                          \
+    int __wrap_##name(const char *path, struct name *about)                                           \
+    {                                                                                                 \
+        return closed(LOOK, "statfs", EIO, path) ? -1 : fake_type(__real_##name(path, about), about); \
+    }
+
+STATFS(statfs)
+#ifndef __LP64__
+OPEN(open64)
+STATFS(statfs64)
+#endif
+
+int __real_fsync(int file);
+int __wrap_fsync(int file)
 {
-    if (closed(FILE_CALL, "unlink", EACCES))
+    if (closed(LOOK, "fsync", EIO, "directory"))
         return -1;
-    trace("unlink", path);
-    return __real_unlink(path);
+    if (armed)
+        aside(the_gate.after_flush);
+    return __real_fsync(file);
 }
 
 ssize_t __real_read(int file, void *bytes, size_t count);
 ssize_t __wrap_read(int file, void *bytes, size_t count)
 {
-    if (closed(FILE_CALL, "read", EIO))
-        return the_gate.dead || the_gate.torn == NOTHING ? -1 : __real_read(file, bytes, count / 2);
+    if (closed(LOOK, "read", EIO))
+        return the_gate.dead || the_gate.set.torn == NOTHING ? -1 : __real_read(file, bytes, count / 2);
     return __real_read(file, bytes, count);
 }
 
@@ -169,40 +265,35 @@ ssize_t __real_write(int file, const void *bytes, size_t count);
 ssize_t __wrap_write(int file, const void *bytes, size_t count)
 {
     const bool was_dead = the_gate.dead;
-    const int torn = the_gate.torn;
-    if (!closed(FILE_CALL, "write", ENOSPC)) {
-        tally(&the_gate.writes, 1);
-        return __real_write(file, bytes, count);
+    const int torn = the_gate.set.torn;
+    if (!closed(CHANGE, "write", ENOSPC)) {
+        const ssize_t written = __real_write(file, bytes, count);
+        if (armed)
+            aside(the_gate.after_flush);
+        return written;
     }
-    if (was_dead || torn == NOTHING)
+    if (was_dead || torn == NOTHING || !the_gate.fired)
         return -1;
-    std::string piece(static_cast<const char *>(bytes), count);
-    piece.resize(torn == ONE_BYTE ? 1 : torn == HALF ? count / 2 : torn == ALL_BUT_16 ? count - 16 : count);
-    if (torn == ZEROS)
-        piece.assign(count, '\0');
-    else if (torn == FLIPPED)
-        piece[count / 3] = static_cast<char>(piece[count / 3] ^ 1);
+    const std::string piece = torn_piece(bytes, count, torn);
     return torn < ZEROS || the_gate.dead ? __real_write(file, piece.data(), piece.size()) : -1;
 }
 
 void *__real_malloc(size_t size);
 void *__wrap_malloc(size_t size)
 {
-    return closed(MEMORY_CALL, "malloc", ENOMEM) ? nullptr : count_memory(nullptr, __real_malloc(size), size);
+    return no_memory("malloc", size) ? nullptr : count_memory(nullptr, __real_malloc(size), size);
 }
 
 void *__real_calloc(size_t count, size_t size);
 void *__wrap_calloc(size_t count, size_t size)
 {
-    if (closed(MEMORY_CALL, "calloc", ENOMEM))
-        return nullptr;
-    return count_memory(nullptr, __real_calloc(count, size), count * size);
+    return no_memory("calloc", size) ? nullptr : count_memory(nullptr, __real_calloc(count, size), count * size);
 }
 
 void *__real_realloc(void *memory, size_t size);
 void *__wrap_realloc(void *memory, size_t size)
 {
-    return closed(MEMORY_CALL, "realloc", ENOMEM) ? nullptr : count_memory(memory, __real_realloc(memory, size), size);
+    return no_memory("realloc", size) ? nullptr : count_memory(memory, __real_realloc(memory, size), size);
 }
 
 void __real_free(void *memory);
@@ -218,7 +309,7 @@ void __wrap_free(void *memory)
 EVP_CIPHER_CTX *__real_EVP_CIPHER_CTX_new();
 EVP_CIPHER_CTX *__wrap_EVP_CIPHER_CTX_new()
 {
-    if (closed(CRYPTO_CALL, "EVP_CIPHER_CTX_new", 0))
+    if (closed(CRYPTO, "EVP_CIPHER_CTX_new", 0))
         return nullptr;
     tally(&the_gate.contexts, 1);
     return __real_EVP_CIPHER_CTX_new();
@@ -234,7 +325,7 @@ void __wrap_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *context)
 char *app_get_data_path()
 {
     tally(&the_gate.directories, 1);
-    if (the_gate.directory == nullptr || closed(MEMORY_CALL, "app_get_data_path", 0))
+    if (the_gate.directory == nullptr || closed(MEMORY, "app_get_data_path", 0))
         return nullptr;
     const size_t size = strlen(the_gate.directory) + 1;
     return static_cast<char *>(memcpy(count_memory(nullptr, __real_malloc(size), size), the_gate.directory, size));
@@ -254,7 +345,8 @@ int dlog_print(int priority, const char *tag, const char *format, ...)
     int line = 0;
     int begin = 0;
     sscanf(text, "%255s (%d) %255s : %n", file, &line, function, &begin);
-    EXPECT_TRUE(begin > 0 && strncmp(file, "src/", 4) == 0 && line > 0 && strcmp(tag, "VORN") == 0) << text;
+    if (begin == 0 || strncmp(file, "src/", 4) != 0 || line <= 0 || strcmp(tag, "VORN") != 0)
+        gate_problems += "odd message: " + std::string(text) + "\n";
     std::string message = (priority == DLOG_ERROR ? "E " : "W ") + std::string(function) + ": " + (text + begin);
     const size_t at = message.find(directory_path);
     if (at != std::string::npos)
@@ -269,7 +361,7 @@ int dlog_print(int priority, const char *tag, const char *format, ...)
 
 void gate_on()
 {
-    the_gate.calls = the_gate.writes = the_gate.directories = 0;
+    the_gate.calls = the_gate.system = the_gate.directories = 0;
     the_gate.dead = the_gate.fired = false;
     the_gate.peak = 0;
     the_gate.trace.clear();
@@ -283,18 +375,21 @@ void gate_on()
 void gate_off()
 {
     armed = false;
-    ERR_get_error();
-    EXPECT_EQ(ERR_get_error(), 0u) << "the error queue is not as it was";
     the_gate.memory.erase(nullptr);
-    EXPECT_EQ(the_gate.memory.size(), 0u) << "memory is left behind";
-    EXPECT_EQ(the_gate.files, 0) << "a file is left open";
-    EXPECT_EQ(the_gate.contexts, 0) << "a cipher context is left behind";
+    ERR_get_error();
+    gate_problems += ERR_get_error() != 0 ? "the error queue is not as it was\n" : "";
+    gate_problems += !the_gate.memory.empty() ? "memory is left behind\n" : "";
+    gate_problems += the_gate.files != 0 ? "a file is left open\n" : "";
+    gate_problems += the_gate.contexts != 0 ? "a cipher context is left behind\n" : "";
+    the_gate.memory.clear();
     the_gate.heap = 0;
+    the_gate.files = the_gate.contexts = 0;
 }
 
-void reset_gate(const std::string &directory)
+void reset_gate(const std::string &directory, const machine &on)
 {
     the_gate = gate();
+    the_gate.on = on;
     directory_path = directory;
     the_gate.directory = directory_path.c_str();
 }

@@ -1,59 +1,83 @@
-#include <cerrno>
+#define OPERATION "vorn_create"
+
 #include <cstring>
 
 #include "log.h"
-#include "owned.h"
 #include "small_stack.h"
 #include "vorn.h"
-#include "vorn/data_space.h"
+#include "vorn/files.h"
 
-// Stores the header of a new data space. It bears the operation's name, because
-// its messages do.
-NOT_INLINED static int32_t vorn_create(const char *label, const data_space_header &header)
+// Makes the creation's sign. None is made where something stands at the header's
+// name: the save will be refused, and a cut before must not make it remains.
+static int32_t begin_creation(data_space *space, bool is_absent, sign *made)
 {
-    const owned<void> copy(malloc(sizeof header));
-    if (copy == nullptr) {
-        LOG_ERROR("malloc failed");
-        return -ENOMEM;
-    }
-    memcpy(copy.get(), &header, sizeof header);
-    char name[ALIAS_ROOM];
-    vorn_header_name(name, label);
-    object_change change;
-    const backend_buffer bytes = {static_cast<unsigned char *>(copy.get()), sizeof header};
-    const int32_t status = backend_save_data(name, bytes, &change);
-    if (status != 0) {
-        LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
+    const bool was_possible = space->standing.kind != sign::IMPOSSIBLE;
+    if (vorn_read_sign(space) != 0)
         return -1;
-    }
-    return 0;
+    const bool is_possible = space->standing.kind != sign::IMPOSSIBLE;
+    if (was_possible && !is_possible)   // nobody knows what stands there now
+        return vorn_report("lstat", *space, SIGN, EPERM);
+    const int error = is_possible ? vorn_file_do(name_call::LSTAT, *space, HEADER) : 0;
+    if (error == 0)
+        return 0;
+    if (error != ENOENT)
+        return vorn_report("lstat", *space, HEADER, error);
+    // A call of which nothing is left to be settled may have left its sign.
+    if (is_absent && space->standing.is_ours() && vorn_clear(*space, SIGN))
+        space->standing = {};
+    made->kind = sign::CREATION;
+    return vorn_make_lone_sign(*space, made);
+}
+
+// Stores the header of a new data space.
+NOT_INLINED static int32_t store_header(data_space *space, bool is_absent, uint32_t block_size, uint32_t flags)
+{
+    data_space_header header = {};
+    header.block_size = block_size;
+    header.flags = flags;
+    const owned<unsigned char> copy(static_cast<unsigned char *>(malloc(sizeof header)));
+    if (copy == nullptr)
+        return FAILED(-ENOMEM, ENOMEM, "malloc failed");
+    memcpy(copy.get(), &header, sizeof header);
+    sign made;
+    if (begin_creation(space, is_absent, &made) != 0)
+        return -1;
+    object_name name;
+    vorn_name(name, space->label, HEADER);
+    const int32_t status = backend_save_data(name, {copy.get(), sizeof header});
+    const int reason = errno;
+    if (status != 0)
+        LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
+    const bool has_remains = file_has_remains(status, reason) && space->directory != nullptr;
+    const bool is_cleared = !has_remains || vorn_clear(*space, HEADER);
+    if (made.kind == sign::CREATION && is_cleared)
+        vorn_clear(*space, SIGN);   // where it stays, the next load drops it
+    return status == 0 ? fail(0, 0) : fail(-1, reason);
 }
 
 int32_t vorn_create(const char *label, uint32_t block_size, uint32_t flags)
 {
-    if (!vorn_label_is_valid(label)) {
-        LOG_ERROR("Invalid label");
-        return -EINVAL;
-    }
-    if (!vorn_block_size_is_valid(block_size)) {
-        LOG_ERROR("Invalid block size");
-        return -EINVAL;
-    }
-    data_space_header header;
-    const int32_t status = vorn_read_header(label, &header);
+    if (!vorn_label_is_valid(label))
+        return FAILED(-EINVAL, EINVAL, "Invalid label");
+    if (!vorn_block_size_is_valid(block_size))
+        return FAILED(-EINVAL, EINVAL, "Invalid block size");
+    data_space space;
+    int32_t status = vorn_read_header(label, &space);
+    int reason = status == 0 ? 0 : errno;
     if (status == 0) {
-        if ((flags & VORN_CREATE_REPLACE) == 0) {
-            LOG_ERROR("Data space with label %s alreay exists", label);
-            return -EEXIST;
-        }
-        const int32_t removed = vorn_remove(label);
-        if (removed != 0)
-            LOG_WARNING("Failed to remove old data space (%d)", removed);
+        if ((flags & VORN_CREATE_REPLACE) == 0)
+            return FAILED(-EEXIST, EEXIST, "Data space with label %s alreay exists", label);
+        if (space.standing.kind == sign::FOREIGN)
+            return vorn_report("mknod", space, SIGN, EEXIST);
+        status = vorn_remove(label);
+        reason = status == 0 ? ENOENT : errno;
+        if (status != 0)
+            LOG_WARNING("Failed to remove old data space (%d)", status);
     } else if (status != -ENODATA) {
         LOG_WARNING("Failed to read old data space (%d)", status);
     }
-    header = {};
-    header.block_size = block_size;
-    header.flags = flags;
-    return vorn_create(label, header);
+    status = store_header(&space, reason == ENOENT && (status == 0 || status == -ENODATA), block_size, flags);
+    if (status == -1 && reason != ENOENT)
+        errno = reason;
+    return status;
 }

@@ -1,6 +1,7 @@
 /*
  * What a data space is in storage: a header object, and one object for each
- * block that has been written.
+ * block that has been written. While a call changes it, a sign stands beside the
+ * header, and previous versions of objects are kept under further names.
  */
 #pragma once
 
@@ -8,6 +9,7 @@
 #include <cstdint>
 
 #include "FileBackend/vorn-backend/backend.h"
+#include "vorn/sign.h"
 
 /* The content of a header object: this record's image in memory. */
 struct data_space_header {
@@ -22,38 +24,46 @@ static_assert(offsetof(data_space_header, flags) == 4);
 static_assert(offsetof(data_space_header, data_size) == 64);
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the fields are stored as they lie in memory");
 
+/* A data space for the length of one call. */
+struct data_space {
+    const char *label = nullptr;
+    owned<char> directory;   // where its files lie; empty when the platform did not say
+    data_space_header header = {};
+    sign standing;             // the sign that settling has found and not dropped
+    bool is_deleted = false;   // settling has deleted the header object
+};
+
 /* Longest label, in bytes without its NUL. */
 constexpr uint32_t LABEL_MAX = 32;
+
+/* No data space has a block of this number or a later one. */
+constexpr uint32_t BLOCK_LIMIT = 0x1000000;
+
+/* Which of a data space's files: a block by its number, or the header; with KEPT, the
+ * previous version of that block. What would be that of the header is the sign. */
+using file_id = uint32_t;
+constexpr file_id HEADER = 0x40000000;
+constexpr file_id KEPT = 0x80000000;
+constexpr file_id SIGN = KEPT | HEADER;
+constexpr file_id NEXT_SIGN = KEPT | (BLOCK_LIMIT - 1);   // as no block has this number, nothing is kept there
+
+/* Forms a file's name. With a valid label it is never cut. */
+using object_name = char[ALIAS_ROOM];
+void vorn_name(object_name &name, const char *label, file_id id);
 
 bool vorn_label_is_valid(const char *label);
 bool vorn_block_size_is_valid(uint32_t block_size);
 
-void vorn_header_name(char (&name)[ALIAS_ROOM], const char *label);
-void vorn_block_name(char (&name)[ALIAS_ROOM], const char *label, int32_t index);
+/* Number of blocks that the header counts. */
+uint32_t vorn_block_count(const data_space_header &header);
 
 /*
- * Checks the label and loads the header. Returns 0 and fills *header, or leaves
- * it alone and returns -EINVAL for a bad label, -ENODATA when there is no such
- * data space, -EIO when the object is not a header, -1 when it cannot be loaded.
+ * Checks the label, loads the header, and settles a change that was interrupted.
+ * Returns 0, and *space is filled; -EINVAL for a bad label; -ENODATA when there is no
+ * such data space; -EIO when the object is not a header; -1 when it cannot be loaded
+ * or half a change would be seen. The reason is in errno.
  */
-int32_t vorn_read_header(const char *label, data_space_header *header);
+int32_t vorn_read_header(const char *label, data_space *space);
 
-/*
- * Replaces the object `name` by `count` bytes. Returns 0, or the backend's
- * status, and then the object holds what it held before.
- */
-int32_t vorn_update_data(const char *name, void *bytes, uint32_t count);
-
-/*
- * The way of a byte range through the blocks.
- */
-struct block_walk {
-    int32_t index;       // the block
-    uint32_t position;   // where in it the piece begins
-    uint32_t chunk;      // bytes of the piece
-    uint32_t left;       // bytes still to move, this piece included
-    uint32_t done;       // bytes moved
-
-    block_walk(uint32_t block_size, uint32_t offset, uint32_t length);
-    void next(uint32_t block_size);
-};
+/* Loads the header object `id`. Returns 0, -EIO, or the backend's status. */
+int32_t vorn_load_header(data_space *space, file_id id);

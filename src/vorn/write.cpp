@@ -1,107 +1,124 @@
+#define OPERATION "vorn_write"
+
 #include <algorithm>
-#include <cerrno>
-#include <climits>
 #include <cstring>
 
 #include "log.h"
-#include "owned.h"
 #include "small_stack.h"
 #include "vorn.h"
-#include "vorn/data_space.h"
+#include "vorn/change.h"
+#include "vorn/walk.h"
 
-// The stages of a write bear the operation's name, because their messages do.
-
-// Stores a block that did not exist.
-NOT_INLINED static bool vorn_write(const char *name, unsigned char *block, uint32_t block_size)
+// Stores a block that did not exist, or could not be opened because of `reason`.
+static int32_t store_new_block(write_change *change, const char *name, uint32_t index, int reason, backend_buffer block)
 {
-    object_change change;
-    const int32_t status = backend_save_data(name, {block, block_size}, &change);
-    if (status != 0)
-        LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
-    return status == 0;
+    const int32_t status = backend_save_data(name, block);
+    if (status == 0)
+        return 0;
+    const bool has_remains = file_has_remains(status, errno);
+    reason = reason == ENOENT ? errno : reason;
+    LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
+    vorn_take_back(change, index, 0, has_remains);
+    return fail(status, reason);
+}
+
+static int32_t replace_block(write_change *change, const char *name, uint32_t index, backend_buffer block)
+{
+    const bool is_counted = index < vorn_block_count(change->space->header);
+    const int32_t status = vorn_update_data(change, name, index, is_counted ? KEPT | index : 0, block);
+    return status == 0 ? 0 : FAILED(status, errno, "Failed to update data block %s (%d)", name, status);
 }
 
 // Stores one piece of the range: loads its block, changes it, and replaces or
-// creates it. Returns false when the walk ends here.
-static bool vorn_write(const char *label, const block_walk &walk, const unsigned char *piece, unsigned char *block,
-                       uint32_t block_size)
+// creates it.
+static int32_t store_piece(write_change *change, const block_walk &walk, const unsigned char *piece,
+                           backend_buffer block)
 {
-    char name[ALIAS_ROOM];
-    vorn_block_name(name, label, walk.index);
+    object_name name;
+    vorn_name(name, change->space->label, walk.index);
     backend_buffer *record = nullptr;
-    int32_t status = backend_get_data(name, &record);
-    if (status == BACKEND_ERR_ALIAS_STATE) {
-        memset(block, 0, block_size);
-        memcpy(block + walk.position, piece, walk.chunk);
-        return vorn_write(name, block, block_size);
-    }
-    if (status != 0) {
-        LOG_ERROR("backend_get_data for %s failed (%d)", name, status);
-        return false;
-    }
+    const int32_t status = backend_get_data(name, &record, nullptr);
+    const int reason = errno;
     loaded_object loaded(record);
-    const uint32_t size = std::min(record->size, block_size);
-    memcpy(block, record->data, size);
-    memset(block + size, 0, block_size - size);
+    if (status != 0 && status != BACKEND_ERR_ALIAS_STATE)
+        return FAILED(status, reason, "backend_get_data for %s failed (%d)", name, status);
+    const uint32_t size = status == 0 ? std::min(record->size, block.size) : 0;
+    if (size > 0)
+        memcpy(block.data, record->data, size);
+    memset(block.data + size, 0, block.size - size);
     loaded.reset();
-    memcpy(block + walk.position, piece, walk.chunk);
-    status = vorn_update_data(name, block, block_size);
-    if (status != 0)
-        LOG_ERROR("Failed to update data block %s (%d)", name, status);
-    return status == 0;
+    memcpy(block.data + walk.position, piece, walk.chunk);
+    return status == 0 ? replace_block(change, name, walk.index, block)
+                       : store_new_block(change, name, walk.index, reason, block);
 }
 
-// Records the new end of the data. Returns 0 also when that fails for another
-// reason than memory: the blocks are stored.
-static int32_t vorn_write(const char *label, const data_space_header &header)
+// Records the new end of the data. Returns 0, -ENOMEM, or another status that does not
+// change the call's result.
+NOT_INLINED static int32_t replace_header(write_change *change, uint32_t data_size)
 {
-    const owned<void> copy(malloc(sizeof header));
-    if (copy == nullptr) {
-        LOG_ERROR("malloc failed");
-        return -ENOMEM;
-    }
+    const data_space &space = *change->space;
+    data_space_header header = space.header;
+    header.data_size = data_size;
+    const owned<unsigned char> copy(static_cast<unsigned char *>(malloc(sizeof header)));
+    if (copy == nullptr)
+        return FAILED(-ENOMEM, ENOMEM, "malloc failed");
     memcpy(copy.get(), &header, sizeof header);
-    char name[ALIAS_ROOM];
-    vorn_header_name(name, label);
-    const int32_t status = vorn_update_data(name, copy.get(), sizeof header);
-    if (status != 0)
-        LOG_ERROR("Failed to update header block %s (%d)", name, status);
-    return 0;
+    object_name name;
+    vorn_name(name, space.label, HEADER);
+    const file_id kept = KEPT | vorn_block_count(space.header);
+    const int32_t status = vorn_update_data(change, name, HEADER, kept, {copy.get(), sizeof header});
+    return status == 0 ? 0 : FAILED(-1, errno, "Failed to update header block %s (%d)", name, status);
+}
+
+// Stores the range. Returns the walk as it ended.
+static block_walk store_blocks(write_change *change, uint32_t offset, uint32_t length, const unsigned char *bytes,
+                               unsigned char *block)
+{
+    const uint32_t block_size = change->space->header.block_size;
+    block_walk walk(block_size, offset, length);
+    while (walk.left > 0) {
+        if (store_piece(change, walk, bytes + walk.done, {block, block_size}) != 0) {
+            change->reason = errno;
+            break;
+        }
+        walk.next(block_size);
+    }
+    return walk;
+}
+
+static int32_t write_range(const data_space &space, uint32_t offset, uint32_t length, const unsigned char *bytes)
+{
+    const data_space_header &header = space.header;
+    owned<unsigned char> block(static_cast<unsigned char *>(malloc(header.block_size)));
+    if (block == nullptr)
+        return FAILED(-ENOMEM, ENOMEM, "malloc failed");
+    write_change change = {&space, {}};
+    int32_t result = 0;
+    if (vorn_begin_write(&change, offset, offset + length)) {
+        const block_walk walk = store_blocks(&change, offset, length, bytes, block.get());
+        block.reset();
+        const uint32_t end = offset + walk.done;
+        const int32_t recorded = end > header.data_size ? replace_header(&change, end) : 0;
+        if (recorded != 0 && change.reason == 0)
+            change.reason = errno;
+        const bool is_complete = recorded == 0 && (walk.left == 0 || end > header.data_size);
+        const bool is_kept = vorn_end_write(&change, walk.index - offset / header.block_size, is_complete);
+        result = recorded == -ENOMEM ? -ENOMEM : is_kept ? static_cast<int32_t>(walk.done) : 0;
+    }
+    return fail(result, change.reason);
 }
 
 int32_t vorn_write(const char *label, uint32_t offset, uint32_t length, const void *buffer)
 {
-    data_space_header header;
-    const int32_t status = vorn_read_header(label, &header);
-    if (status != 0) {
-        LOG_ERROR("Failed to read header (%d)", status);
-        return status;
-    }
-    if (length == 0 || buffer == nullptr) {
-        LOG_ERROR("Invalid argument");
-        return -EINVAL;
-    }
+    data_space space;
+    const int32_t status = vorn_read_header(label, &space);
+    if (status != 0)
+        return FAILED(status, errno, "Failed to read header (%d)", status);
+    if (length == 0 || buffer == nullptr)
+        return FAILED(-EINVAL, EINVAL, "Invalid argument");
     const uint32_t room = UINT32_MAX - offset;
-    if (offset > header.data_size || room == 0) {
-        LOG_ERROR("Offset is far away from data block");
-        return -ERANGE;
-    }
-    owned<unsigned char> block(static_cast<unsigned char *>(malloc(header.block_size)));
-    if (block == nullptr) {
-        LOG_ERROR("malloc failed");
-        return -ENOMEM;
-    }
-    block_walk walk(header.block_size, offset, std::min({length, room, uint32_t{INT32_MAX}}));
-    const auto *bytes = static_cast<const unsigned char *>(buffer);
-    while (walk.left > 0 && vorn_write(label, walk, bytes + walk.done, block.get(), header.block_size))
-        walk.next(header.block_size);
-    block.reset();
-    const uint32_t end = offset + walk.done;
-    if (end > header.data_size) {
-        header.data_size = end;
-        const int32_t recorded = vorn_write(label, header);
-        if (recorded != 0)
-            return recorded;
-    }
-    return static_cast<int32_t>(walk.done);
+    if (offset > space.header.data_size || room == 0)
+        return FAILED(-ERANGE, ERANGE, "Offset is far away from data block");
+    return write_range(space, offset, std::min({length, room, uint32_t{INT32_MAX}}),
+                       static_cast<const unsigned char *>(buffer));
 }

@@ -10,35 +10,45 @@
 #include <climits>
 #include <cstdint>
 
+#include "FileBackend/vorn-backend/object.h"
 #include "owned.h"
 
 constexpr uint32_t DIGEST_SIZE = SHA256_DIGEST_LENGTH;
 constexpr uint32_t CIPHER_BLOCK = 16;
 
-/* The cipher counts in int. The largest ciphertext with which no count that is
- * made of it overflows, and the largest object that gives such a one. */
+/* The cipher counts in int. This is the largest ciphertext from which no count
+ * that overflows is formed, and the largest object with such a ciphertext. */
 constexpr uint32_t CIPHERTEXT_MAX = (INT_MAX - CIPHER_BLOCK - 1) / CIPHER_BLOCK * CIPHER_BLOCK;
 constexpr uint32_t OBJECT_MAX = CIPHERTEXT_MAX - 1 - DIGEST_SIZE;
 
 /* Leaves the thread's error queue as the application had it: an entry of ours
- * would make its next TLS call fail for no reason of its own. */
+ * would make the application's next TLS call fail. */
 struct keep_error_queue {
     keep_error_queue() { ERR_set_mark(); }
     ~keep_error_queue() { ERR_pop_to_mark(); }
 };
 
-/*
- * Decrypts `length` bytes, at most CIPHERTEXT_MAX, into a new buffer of
- * length + 17 bytes. Returns 0, -ENOMEM or BACKEND_ERR_CIPHER; gives nothing
- * unless 0. *refused becomes true when it is the content that is at fault.
- */
-int32_t file_decrypt_data(const unsigned char *ciphertext, uint32_t length, owned<unsigned char> *plaintext,
-                          uint32_t *plaintext_length, bool *refused);
+/* Length of the file of an object of `size` bytes. */
+constexpr uint64_t file_length(uint32_t size)
+{
+    return (uint64_t{size} + DIGEST_SIZE) / CIPHER_BLOCK * CIPHER_BLOCK + CIPHER_BLOCK;
+}
+
+/* A plaintext, or a ciphertext. */
+struct file_text {
+    owned<unsigned char> bytes;
+    uint32_t length = 0;
+};
 
 /*
- * Encrypts `length` bytes, 1 to OBJECT_MAX + DIGEST_SIZE, into a new buffer of
- * length + 17 bytes. Returns 0, -EINVAL, -ENOMEM or BACKEND_ERR_CIPHER; gives
- * nothing unless 0.
+ * Decrypts at most CIPHERTEXT_MAX bytes into a new buffer with room for 17 more.
+ * Returns 0, -ENOMEM or BACKEND_ERR_CIPHER, with EBADMSG in errno when the bytes
+ * are refused. Gives nothing unless 0.
  */
-int32_t file_encrypt_data(const unsigned char *plaintext, uint32_t length, owned<unsigned char> *ciphertext,
-                          uint32_t *ciphertext_length);
+int32_t file_decrypt_data(const file_text &ciphertext, file_text *plaintext);
+
+/*
+ * Encrypts 1 to OBJECT_MAX + DIGEST_SIZE bytes into a new buffer with room for 17
+ * more. Returns 0, -EINVAL, -ENOMEM or BACKEND_ERR_CIPHER. Gives nothing unless 0.
+ */
+int32_t file_encrypt_data(const file_text &plaintext, file_text *ciphertext);

@@ -1,119 +1,103 @@
-#include "FileBackend/vorn-backend/load.h"
+#include "FileBackend/vorn-backend/device_files.h"
+
+#define OPERATION "file_get_data"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 #include "FileBackend/vorn-backend/backend.h"
 #include "FileBackend/vorn-backend/cipher.h"
+#include "FileBackend/vorn-backend/object_path.h"
 #include "log.h"
-#include "platform/app_common.h"
 
-// Each stage of a load bears the operation's name, because its messages do.
-
-// Takes the object out of its plaintext: payload and digest.
-static int32_t file_get_data(owned<unsigned char> plaintext, uint32_t length, backend_buffer **out, bool *refused)
+// Reads the whole file.
+static int32_t read_ciphertext(int file, file_text *ciphertext)
 {
-    if (length <= DIGEST_SIZE) {
-        LOG_ERROR("Invalid data size (%d)", static_cast<int>(length));
-        *refused = true;
-        return BACKEND_ERR_INTEGRITY;
+    const off_t length = lseek(file, 0, SEEK_END);
+    if (length <= 0 || length > off_t{CIPHERTEXT_MAX}) {
+        return FAILED(BACKEND_ERR_IO, length < 0 ? errno : EBADMSG, "lseek failed (%ld)",
+                      static_cast<long>(std::min<int64_t>(length, LONG_MAX)));
     }
-    const uint32_t size = length - DIGEST_SIZE;
+    const int short_read = lseek(file, 0, SEEK_SET) < 0 ? errno : EIO;   // where it fails, the read is short
+    ciphertext->length = static_cast<uint32_t>(length);
+    ciphertext->bytes.reset(static_cast<unsigned char *>(calloc(size_t{ciphertext->length} + 1, 1)));
+    if (ciphertext->bytes == nullptr)
+        return FAILED(-ENOMEM, ENOMEM, "calloc failed");
+    const ssize_t count = read(file, ciphertext->bytes.get(), ciphertext->length);
+    if (count == static_cast<ssize_t>(ciphertext->length))
+        return 0;
+    if (count >= 0)
+        errno = short_read;
+    return FAILED(BACKEND_ERR_IO, errno, "read failed : %m");
+}
+
+// Checks the digest behind the payload.
+static int32_t check_digest(const file_text &plaintext)
+{
+    if (plaintext.length <= DIGEST_SIZE)
+        return FAILED(BACKEND_ERR_INTEGRITY, EBADMSG, "Invalid data size (%d)", static_cast<int>(plaintext.length));
+    const uint32_t size = plaintext.length - DIGEST_SIZE;
     unsigned char digest[DIGEST_SIZE];
-    if (SHA256(plaintext.get(), size, digest) == nullptr) {
-        LOG_ERROR("SHA256 failed");
-        return BACKEND_ERR_DIGEST;
-    }
-    if (memcmp(digest, plaintext.get() + size, DIGEST_SIZE) != 0) {
-        LOG_ERROR("Integrity checking failed");
-        *refused = true;
-        return BACKEND_ERR_INTEGRITY;
-    }
-    auto *shrunk = static_cast<unsigned char *>(realloc(plaintext.get(), size));
-    if (shrunk == nullptr) {
-        LOG_ERROR("realloc failed");
-        return -ENOMEM;
-    }
-    (void)plaintext.release();   // realloc has taken it
-    plaintext.reset(shrunk);
+    if (SHA256(plaintext.bytes.get(), size, digest) == nullptr)
+        return FAILED(BACKEND_ERR_DIGEST, EIO, "SHA256 failed");
+    if (memcmp(digest, plaintext.bytes.get() + size, DIGEST_SIZE) != 0)
+        return FAILED(BACKEND_ERR_INTEGRITY, EBADMSG, "Integrity checking failed");
+    return 0;
+}
+
+// Makes a record of the payload.
+static int32_t hand_out(file_text plaintext, backend_buffer **out)
+{
+    const uint32_t size = plaintext.length - DIGEST_SIZE;
+    auto *shrunk = static_cast<unsigned char *>(realloc(plaintext.bytes.get(), size));
+    if (shrunk == nullptr)
+        return FAILED(-ENOMEM, ENOMEM, "realloc failed");
+    (void)plaintext.bytes.release();   // realloc has taken it
+    plaintext.bytes.reset(shrunk);
     auto *record = static_cast<backend_buffer *>(calloc(1, sizeof(backend_buffer)));
-    if (record == nullptr) {
-        LOG_ERROR("calloc failed");
-        return -ENOMEM;
-    }
-    record->data = plaintext.release();
-    record->size = size;
+    if (record == nullptr)
+        return FAILED(-ENOMEM, ENOMEM, "calloc failed");
+    *record = {plaintext.bytes.release(), size};
     *out = record;
     return 0;
 }
 
-static int32_t file_get_data(int file, backend_buffer **out, bool *refused)
+static int32_t load_file(int file, backend_buffer **out)
 {
-    const off_t length = lseek(file, 0, SEEK_END);
-    if (length <= 0 || length > off_t{CIPHERTEXT_MAX}) {
-        LOG_ERROR("lseek failed (%ld)", static_cast<long>(length));
-        *refused = length == 0;
-        return BACKEND_ERR_IO;
-    }
-    lseek(file, 0, SEEK_SET);   // where it fails, the read is short
-    const auto size = static_cast<uint32_t>(length);
-    const owned<unsigned char> ciphertext(static_cast<unsigned char *>(calloc(size_t{size} + 1, 1)));
-    if (ciphertext == nullptr) {
-        LOG_ERROR("calloc failed");
-        return -ENOMEM;
-    }
-    if (read(file, ciphertext.get(), size) != static_cast<ssize_t>(size)) {
-        LOG_ERROR("read failed : %m");
-        return BACKEND_ERR_IO;
-    }
-    const keep_error_queue keep;
-    owned<unsigned char> plaintext;
-    uint32_t plaintext_length = 0;
-    const int32_t status = file_decrypt_data(ciphertext.get(), size, &plaintext, &plaintext_length, refused);
-    if (status != 0) {
-        LOG_ERROR("Failed to decrypt data (%d)", status);
+    file_text ciphertext;
+    file_text plaintext;
+    int32_t status = read_ciphertext(file, &ciphertext);
+    if (status != 0)
         return status;
-    }
-    return file_get_data(std::move(plaintext), plaintext_length, out, refused);
+    const keep_error_queue keep;
+    status = file_decrypt_data(ciphertext, &plaintext);
+    if (status != 0)
+        return FAILED(status, errno, "Failed to decrypt data (%d)", status);
+    status = check_digest(plaintext);
+    return status != 0 ? status : hand_out(std::move(plaintext), out);
 }
 
-int32_t file_get_data(const char *path, backend_buffer **out, bool *refused)
+static int32_t load_path(const char *path, backend_buffer **out)
 {
     const int file = open(path, O_RDONLY | O_NONBLOCK);
-    if (file < 0) {
-        *refused = errno == ENOENT;
-        LOG_ERROR("open for %s failed : %m", path);
-        return BACKEND_ERR_ALIAS_STATE;
-    }
-    const int32_t status = file_get_data(file, out, refused);
+    if (file < 0)
+        return FAILED(BACKEND_ERR_ALIAS_STATE, errno, "open for %s failed : %m", path);
+    const int32_t status = load_file(file, out);
+    const int reason = errno;
     if (close(file) != 0)
         LOG_WARNING("close failed : %m");
-    return status;
+    return fail(status, reason);
 }
 
-int32_t file_get_data(const object_path &path, backend_buffer **out)
+int32_t file_get_data(const char *alias, backend_buffer **out, owned<char> *directory)
 {
-    bool refused = false;
-    const int32_t status = file_get_data(path.object, out, &refused);
-    if (status == 0)
-        drop_side_file(path);
-    return refused ? recover_object(path, status, out) : status;
-}
-
-int32_t file_get_data(const char *alias, backend_buffer **out)
-{
-    const owned<char> directory(app_get_data_path());
-    if (directory == nullptr) {
-        LOG_ERROR("app_get_data_path failed");
-        return -ENOMEM;
-    }
-    object_path path;
-    if (!set_object_path(&path, directory.get(), alias)) {
-        LOG_ERROR("Path for %s is too long", alias);
-        return BACKEND_ERR_PATH;
-    }
-    return file_get_data(path, out);
+    owned<char> here;
+    char path[PATH_ROOM];
+    const int32_t status = find_object(__func__, alias, path, directory != nullptr ? directory : &here);
+    return status != 0 ? status : load_path(path, out);
 }

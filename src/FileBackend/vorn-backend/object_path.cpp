@@ -1,16 +1,19 @@
+#define LOGGED_NAME operation
+
 #include "FileBackend/vorn-backend/object_path.h"
 
 #include <cstddef>
 #include <cstring>
 
-namespace {
+#include "FileBackend/vorn-backend/object.h"
+#include "log.h"
+#include "platform/app_common.h"
 
-// Puts the parts together. Returns false when they do not fit. With snprintf a
-// small read takes two percent longer.
-bool join(char (&path)[sizeof object_path::object], const char *directory, const char *between, const char *alias)
+// With snprintf a small read takes two percent longer.
+bool set_object_path(char (&path)[PATH_ROOM], const char *directory, const char *alias)
 {
     char *next = path;
-    const char *const parts[] = {directory, between, alias};
+    const char *const parts[] = {directory, "/", alias};
     for (const char *part : parts) {
         const auto room = static_cast<size_t>(path + sizeof path - next);
         next = static_cast<char *>(memccpy(next, part, '\0', room));
@@ -21,15 +24,13 @@ bool join(char (&path)[sizeof object_path::object], const char *directory, const
     return true;
 }
 
-}   // namespace
-
-bool set_object_path(object_path *path, const char *directory, const char *alias)
+int32_t find_object(const char *operation, const char *alias, char (&path)[PATH_ROOM], owned<char> *directory)
 {
-    // A prefix, because a suffix could be the end of another object's label.
-    if (!join(path->side, directory, "/VORN_OLD_", alias))
-        path->side[0] = '\0';
-    if (join(path->object, directory, "/", alias))
-        return true;
-    path->object[0] = '\0';
-    return false;
+    char *const asked = app_get_data_path();
+    if (asked == nullptr)
+        return FAILED(-ENOMEM, ENOTDIR, "app_get_data_path failed");
+    directory->reset(asked);
+    if (!set_object_path(path, asked, alias))
+        return FAILED(BACKEND_ERR_PATH, ENAMETOOLONG, "Path for %s is too long", alias);
+    return 0;
 }

@@ -3,14 +3,18 @@
  */
 #pragma once
 
-/* The path of an object's file, and that of the side file that stands beside it
- * while the object changes. `side` is empty where it does not fit: no such name
- * exists, so every call on it fails and the object is just not protected. */
-struct object_path {
-    char object[256];
-    char side[256];
-};
+#include <cstdint>
 
-/* Forms both. Returns false when the object's path does not fit; then nothing
- * may be done under what stands there. */
-bool set_object_path(object_path *path, const char *directory, const char *alias);
+#include "owned.h"
+
+/* Room for a path with its NUL. */
+constexpr uint32_t PATH_ROOM = 256;
+
+/* Joins the directory and the name. Returns false when that does not fit; then
+ * nothing may be done under what stands in `path`. */
+bool set_object_path(char (&path)[PATH_ROOM], const char *directory, const char *alias);
+
+/* Asks the platform for the data directory and forms the object's path. Returns 0, or
+ * -ENOMEM or BACKEND_ERR_PATH with a message of the operation. `directory` becomes the
+ * data directory where there is one. */
+int32_t find_object(const char *operation, const char *alias, char (&path)[PATH_ROOM], owned<char> *directory);

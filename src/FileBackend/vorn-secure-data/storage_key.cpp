@@ -1,3 +1,5 @@
+#define OPERATION "vorn_sd_get_aes_key"
+
 #include "FileBackend/vorn-secure-data/storage_key.h"
 
 #include <cstdint>

@@ -1,0 +1,127 @@
+#include "vorn/sign.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <initializer_list>
+
+#include "fail.h"
+#include "platform/app_common.h"
+#include "vorn/files.h"
+
+namespace {
+
+void write_text(const sign &from, char (&text)[TEXT_ROOM])
+{
+    if (from.kind == sign::REMOVAL)
+        (void)snprintf(text, sizeof text, "remove %u", from.last);
+    else
+        (void)snprintf(text, sizeof text, "%s %u %u %d", from.kind == sign::WRITE ? "write" : "each", from.first,
+                       from.last, from.grows ? 1 : 0);
+}
+
+// A text is a sign when that sign would be written like this.
+sign parse(const char (&text)[TEXT_ROOM])
+{
+    if (text[0] == '\0')
+        return {sign::CREATION};
+    unsigned numbers[3] = {};
+    (void)sscanf(text, "%*s %u %u %u", &numbers[0], &numbers[1], &numbers[2]);
+    for (const auto kind : {sign::WRITE, sign::EACH, sign::REMOVAL}) {
+        const bool is_removal = kind == sign::REMOVAL;
+        const sign candidate = {kind, is_removal ? 0 : numbers[0], numbers[is_removal ? 0 : 1], numbers[2] != 0};
+        char expected[TEXT_ROOM];
+        write_text(candidate, expected);
+        if (strcmp(text, expected) == 0 && candidate.last <= BLOCK_LIMIT)
+            return candidate;
+    }
+    return {sign::FOREIGN};
+}
+
+// The errors that only say that nothing can be made here. The calls on the objects
+// themselves then mostly fail in their own words.
+bool is_impossible(int error)
+{
+    return error == EPERM || error == EACCES || error == EROFS || error == ENOSYS || error == EOPNOTSUPP ||
+           error == ENOENT || error == ENOTDIR;
+}
+
+// The errors that a text file would meet as well.
+bool is_final(int error)
+{
+    return error == EEXIST || error == EIO || error == ENOSPC || error == EDQUOT || error == ENOMEM || error == EINTR;
+}
+
+// The call that was tried last, and the error that it ended with.
+struct attempt {
+    const char *call;
+    int error;
+};
+
+attempt try_to_make(const data_space &space, const sign &made)
+{
+    const bool replaces = made.kind == sign::REMOVAL && space.standing.is_ours();
+    if (space.standing.kind != sign::NONE && !replaces)
+        return {"symlink", EEXIST};
+    if (made.kind == sign::CREATION)
+        return {"mknod", vorn_file_do(name_call::MKNOD, space, SIGN)};
+    const char *const directory = space.directory.get();
+    char text[TEXT_ROOM];
+    object_name name;
+    write_text(made, text);
+    vorn_name(name, space.label, SIGN);
+    int error = replaces ? ENOSYS : file_name_do(name_call::SYMLINK, directory, name, text);
+    if (error == 0 || is_final(error))
+        return {"symlink", error};
+    // Made under another name first, a sign is never seen half made.
+    vorn_name(name, space.label, NEXT_SIGN);
+    (void)file_name_do(name_call::UNLINK, directory, name, nullptr);   // where it stays, the next call fails
+    error = file_name_do(name_call::SYMLINK, directory, name, text);
+    if (error != 0 && !is_final(error))
+        error = file_name_do(name_call::TEXT_FILE, directory, name, text);
+    if (error != 0)
+        return {"open", error};
+    return {"rename", vorn_file_do(name_call::RENAME, space, NEXT_SIGN, SIGN)};
+}
+
+}   // namespace
+
+int32_t vorn_read_sign(data_space *space)
+{
+    space->standing = {sign::IMPOSSIBLE};
+    if (space->directory == nullptr)   // the platform may answer now: a sign must not be overlooked
+        space->directory.reset(app_get_data_path());
+    // No name is longer than that of the next sign.
+    if (space->directory == nullptr || vorn_file_do(name_call::NOTHING, *space, NEXT_SIGN) != 0)
+        return 0;
+    object_name name;
+    vorn_name(name, space->label, SIGN);
+    char text[TEXT_ROOM];
+    const int error = file_read_text(space->directory.get(), name, text);
+    if (error == EPERM || error == ENOSYS)
+        return 0;   // a sandbox forbids to look
+    space->standing = error == 0 ? parse(text) : sign{};
+    return error == 0 || error == ENOENT ? 0 : vorn_report("lstat", *space, SIGN, error);
+}
+
+int32_t vorn_make_sign(const data_space &space, sign *made)
+{
+    const attempt tried = try_to_make(space, *made);
+    if (tried.error == 0)
+        return 0;
+    if (!is_impossible(tried.error))
+        return vorn_report(tried.call, space, SIGN, tried.error);
+    made->kind = sign::IMPOSSIBLE;
+    return 0;
+}
+
+int32_t vorn_make_lone_sign(const data_space &space, sign *made)
+{
+    if (vorn_make_sign(space, made) != 0)
+        return -1;
+    if (made->kind == sign::IMPOSSIBLE || file_system_of(space.directory.get()).is_ordered || vorn_flush(space) == 0)
+        return 0;
+    const int reason = errno;
+    vorn_clear(space, SIGN);
+    return fail(-1, reason);
+}
