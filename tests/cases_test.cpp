@@ -157,7 +157,8 @@ protected:
         the_gate.set.only = fault[0].c_str();
         the_gate.set.trip = fault.size() < 2 ? 0 : std::stol(fault[1]);
         the_gate.set.span = fields[0].find('+') == std::string::npos ? 1 : 1000;
-        the_gate.set.error = fault.size() < 3 ? 0 : error_of(fault[2]);
+        the_gate.set.torn = fault.back() == "short" ? HALF : NOTHING;
+        the_gate.set.error = fault.size() < 3 || the_gate.set.torn == HALF ? 0 : error_of(fault[2]);
         const result got = run(operation);
         std::string now = fields[0] + " ; " + std::to_string(got.status) + " ; " + strerrorname_np(got.reason);
         if (line.back() == '*' && !the_gate.messages.empty())

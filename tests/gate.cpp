@@ -33,7 +33,9 @@ const char *base(const char *path)
 
 std::string with_sign(const char *call, const char *path)
 {
-    return std::string(call) + (strncmp(base(path), "VORN_OLD_VORN_HDR", 17) == 0 ? " sign" : "");
+    const char *name = base(path);
+    const bool is_sign = strstr(name, "OLD_VORN_HDR") != nullptr || strstr(name, "_16777215") != nullptr;
+    return std::string(call) + (is_sign ? " sign" : "");
 }
 
 bool refused(const char *call, const char *path)

@@ -57,7 +57,7 @@ verdict settle(const state &is)
     const bool is_fault = header == FOREIGN || header == SMALL;
     const bool is_write = is.is("write 1 1") || is.is("write 1 2") || is.is("each");
     const bool has_header = good(header) || (is.grows() && good(is.kept_header));
-    if (!is_fault && (is.is("remove") || (is.sign.empty() && !good(header)))) {
+    if (!is_fault && (is.is("remove 2") || (is.sign.empty() && !good(header)))) {
         now.is_deleted = header != NONE;
         header = NONE;
     } else if (!is_fault && is_write && has_header) {
@@ -70,7 +70,7 @@ verdict settle(const state &is)
             header = is.kept_header;
         now.is_blocked = is.kept_block == FOREIGN;
     }
-    now.is_blocked = now.is_blocked || is.sign == "-> hello" || is.sign == "directory" ||
+    now.is_blocked = now.is_blocked || is.sign == "-> remove 02" || is.sign == "directory" ||
                      (is.sign == "-> write 1 7 0" && good(header));
     now.seen = shown(header, block);
     now.has_gap = now.seen.is == world::THERE && !good(block);
@@ -187,7 +187,7 @@ TEST_F(States, AreSettled)
     long states = 0;
     long faults = 0;
     for (const char *sign : {"none", "", "-> write 1 1 0", "-> write 1 2 1", "-> each 1 1 0", "-> each 1 2 1",
-                             "-> remove 2", "-> write 1 7 0", "-> hello", "directory"})
+                             "-> remove 2", "-> write 1 7 0", "-> remove 02", "directory"})
         for (const thing header : {NONE, TORN, OLD, NEW, SMALL, FOREIGN})
             for (const thing block : {NONE, TORN, OLD, NEW})
                 for (const thing kept_block : {NONE, TORN, OLD, FOREIGN, SAME})
@@ -301,7 +301,8 @@ TEST_F(Lessons, AStaleVersionNeverBecomesAMissingBlock)
 
 TEST_F(Lessons, AForgedHeaderKeepsNobodyWaiting)
 {
-    for (const char *sign : {"none", "-> write 8388607 8388608 1", "-> write 0 4294967295 0", "-> each 5 8388609 1"}) {
+    for (const char *sign : {"none", "-> remove 4294967295", "-> write 8388607 8388608 1", "-> write 0 4294967295 0",
+                             "-> each 5 8388609 1"}) {
         file_map forged = {{"VORN_HDR_a", seal(header_image(512, 0, 4294967295))}};
         if (sign[0] == '-')
             forged[SIGN] = sign;
@@ -312,6 +313,30 @@ TEST_F(Lessons, AForgedHeaderKeepsNobodyWaiting)
         write(0, 5).run();
         EXPECT_LT(the_gate.system, 100) << sign;
     }
+}
+
+TEST_F(Lessons, LinksNeedRoomAndAKnownFileSystem)
+{
+    for (const machine &on : {machine{}, {"", false, {}, STRANGE}, {"", false, {}, TMPFS, true}})
+        for (const call &what : {write(100, 50), write(100, 700), write(700, 50)}) {
+            start(there(700).files("a"));
+            the_gate.on = on;
+            EXPECT_EQ(what.run(), what.result(there(700)));
+            const auto is_link = [](const std::string &traced) { return traced.rfind("link ", 0) == 0; };
+            const auto links = std::count_if(the_gate.trace.begin(), the_gate.trace.end(), is_link);
+            EXPECT_EQ(links > 0, on.whole) << on.file_system << on.full << what.first;
+        }
+}
+
+// No version is kept of a block that the header does not count.
+TEST_F(Lessons, AnUncountedBlockMayBeInTheWay)
+{
+    file_map more = there(700).files("a");
+    more["VORN_DATA_a_2"] = seal(text(512, 7));
+    start(more);
+    EXPECT_EQ(disturbed(write(600, 600), {FILES, "write", 2}), 424);
+    EXPECT_EQ(observe().bytes, write(600, 424).done(there(700)).bytes);
+    EXPECT_EQ(files().count(SIGN), 0u);
 }
 
 TEST_F(Lessons, AFullDirectoryKeepsNobodyWaiting)
@@ -344,7 +369,7 @@ TEST_F(Lessons, ADirectoryAtAKeptNameIsNamedAndInTheWay)
 
 TEST_F(Lessons, ACreationLooksForASign)
 {
-    for (const char *sign : {"-> hello", "directory"}) {
+    for (const char *sign : {"-> remove 02", "directory"}) {
         for (const world &was : {there(700), world()}) {
             file_map foreign = was.files("a");
             foreign[SIGN] = sign;
@@ -385,6 +410,12 @@ TEST_F(Lessons, NoAnswerLosesData)
         {"symlink", {EEXIST, EIO, ENOSPC, EDQUOT, ENOMEM, EINTR}},
         {"rename", std::set<int>(std::begin(answers), std::end(answers))},
     };
+    const std::set<int> impossible = {EPERM, EACCES, EROFS, ENOSYS, EOPNOTSUPP, ENOENT, ENOTDIR};
+    for (const int answer : answers) {
+        start(there(700).files("a"));
+        refuse({{"symlink", answer}, {"open sign", answer}});
+        EXPECT_EQ(write(100, 1100).run(), impossible.count(answer) == 1 ? 1100 : 0) << answer;
+    }
     for (const auto &[name, refusals] : refusing)
         for (const int answer : answers)
             for (const bool full : {false, true}) {
