@@ -1,38 +1,28 @@
 /*
- * Times the stores on the same work and prints the ratios:
- * vorn_compare SECONDS tmpfs=DIRECTORY disk=DIRECTORY
- * SECONDS are spent on each workload in each directory.
+ * Times the stores on the same work and prints a table:
+ * vorn_compare SECONDS FIGURES TMPFS_DIRECTORY DISK_DIRECTORY LIBVORN.SO [BEFORE.SO]
+ * SECONDS are spent on each workload in each directory, three times as many where
+ * it flushes to a disk. FIGURES is a file for the medians, a line for each row.
  *
- * A round is a few calls of each store, one store after the other; a row tells
- * the medians of all rounds. Ratios of what was measured side by side stay the
+ * A round is a few calls of each store, one store after the other. A ratio is the
+ * median of the ratios of all rounds: what was measured side by side stays the
  * same when the machine has other work to do.
  */
-#include <benchmark/benchmark.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "store.h"
 
 namespace fs = std::filesystem;
 using samples = std::vector<double>;   // seconds per call, one for each round
-
-static const store *const stores[] = {
-    &library,
-    &plain_floor,
-#ifdef HAVE_SQLCIPHER
-    &sqlcipher_delete,
-    &sqlcipher_wal,
-#endif
-};
 
 struct place {
     std::string name;
@@ -40,133 +30,99 @@ struct place {
     bool is_disk;
 };
 
-// Collects what Google Benchmark has measured.
-class collector : public benchmark::BenchmarkReporter {
-public:
-    std::map<std::string, samples> times;   // by store
-    bool failed = false;
-
-    bool ReportContext(const Context &) override { return true; }
-
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        for (const Run &run : runs) {
-            failed = failed || run.error_occurred;
-            times[run.run_name.function_name].push_back(run.real_accumulated_time /
-                                                        static_cast<double>(run.iterations));
-        }
-    }
+struct row {
+    const workload *what;
+    const place *where;
+    std::map<const store *, samples> times;
 };
+
+// These share one space and are timed in every round. Of the others a rough figure
+// will do: they are timed in every fourth.
+static std::vector<const store *> of_one_kind = {&least_work, &library};
+static const std::vector<const store *> others = {
+    &plain_file,
+#ifdef HAVE_SQLCIPHER
+    &sqlcipher_delete,
+    &sqlcipher_wal,
+#endif
+};
+constexpr double ROUND_SECONDS = 0.0004;   // short: then most rounds are not interrupted
+constexpr uint32_t FILES_IN_A_FOLDER = 1500;
+
+static double now()
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
 
 static bool is_fresh(const workload &w)
 {
     return w.space == 0;
 }
 
-// One store's part of a round. The turns go on from round to round, so that no
-// store meets the blocks that another has just touched.
-static void run_calls(benchmark::State &state, const store &s, const workload &w)
+// A large space shows how the library's share grows. That of the others is not
+// worth the time.
+static std::vector<const store *> members_of(const workload &w, size_t round)
+{
+    std::vector<const store *> members = of_one_kind;
+    if (round % 4 == 0 && w.space <= 16 * MIB)
+        members.insert(members.end(), others.begin(), others.end());
+    return members;
+}
+
+// One store's part of a round: the seconds of one call, or less than 0. The turns
+// go on from round to round, so that no store meets the blocks that another has
+// just touched.
+static double time_calls(const store &s, const workload &w, uint32_t calls)
 {
     static uint32_t turns;
     if (is_fresh(w))
         turns = 0;
     bool fine = w.what != action::APPEND || s.create(w.block_size);
-    for (auto _ : state) {
-        if (!fine)
-            break;
-        fine = perform(s, w, w.space, turns++);
-    }
+    const double start = now();
+    for (uint32_t i = 0; fine && i < calls; ++i)
+        fine = perform(s, w, turns++);
+    const double seconds = (now() - start) / calls;
     if (w.what == action::APPEND)
         fine = s.remove() && fine;
-    if (!fine)
-        state.SkipWithError(w.name);
+    return fine ? seconds : -1;
 }
 
-static double seconds_since(std::chrono::steady_clock::time_point start)
+static uint32_t calls_in_a_round(const workload &w)
 {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const double seconds = time_calls(least_work, w, 2);
+    return seconds < 0 ? 0 : static_cast<uint32_t>(std::clamp(ROUND_SECONDS / seconds, 2.0, 20.0));
 }
 
-static bool give_empty_directory(const std::string &directory)
+// The order changes, because what one store has left to the disk's journal is
+// written on the time of the next: each comes first, last and after each other.
+static bool measure_round(row *r, uint32_t calls)
 {
-    std::error_code error;
-    fs::remove_all(directory, error);
-    return fs::create_directories(directory, error);
-}
-
-static std::string content_of(const fs::path &path)
-{
-    std::string content;
-    if (FILE *file = fopen(path.c_str(), "rb")) {
-        content.resize(fs::file_size(path));
-        content.resize(fread(content.data(), 1, content.size(), file));
-        fclose(file);
-    }
-    return content;
-}
-
-static std::map<std::string, std::string> files_of(const std::string &directory)
-{
-    std::map<std::string, std::string> files;
-    for (const fs::directory_entry &entry : fs::directory_iterator(directory))
-        files[entry.path().filename()] = content_of(entry.path());
-    return files;
-}
-
-// The floor is a yardstick only if it leaves the library's files.
-static bool leave_same_files(const place &at, const workload &w)
-{
-    const uint32_t space = std::min(w.space, std::max(16 * w.block_size, w.length));
-    std::map<std::string, std::string> left[2];
-    for (int i = 0; i < 2; ++i) {
-        const store &s = *stores[i];
-        const std::string directory = at.directory + "/" + s.name;
-        bool fine = give_empty_directory(directory) && s.open(directory.c_str());
-        if (w.what != action::CREATE_REMOVE) {
-            fine = fine && s.create(w.block_size);
-            fine = fine && (space == 0 || s.write(0, space, sample_bytes()));
-        }
-        for (uint32_t turn = 0; fine && turn < 5; ++turn)
-            fine = perform(s, w, space, turn);
-        if (!fine) {
-            fprintf(stderr, "%s: the %s fails in %s\n", w.name, s.name, directory.c_str());
+    const size_t round = r->times[&library].size();
+    std::vector<const store *> members = members_of(*r->what, round);
+    std::rotate(members.begin(), members.begin() + static_cast<long>(round / 2 % members.size()), members.end());
+    if (round % 2 == 1)
+        std::reverse(members.begin(), members.end());
+    for (const store *s : members) {
+        const double taken = calls == 0 ? -1 : time_calls(*s, *r->what, calls);
+        if (taken < 0) {
+            fprintf(stderr, "%s: %s fails in %s\n", r->what->name, s->name, r->where->directory.c_str());
             return false;
         }
-        left[i] = files_of(directory);
-        fs::remove_all(directory);
-    }
-    if (left[0] != left[1] || left[0].empty() != (w.what == action::CREATE_REMOVE)) {
-        fprintf(stderr, "%s: the floor's files in %s are not the library's\n", w.name, at.directory.c_str());
-        return false;
+        r->times[s].push_back(taken);
     }
     return true;
 }
 
-static bool share_spaces(const workload &a, const workload &b)
+// What is filled comes to rest, or the first rounds on a disk would meet its
+// writing; and it is read once, so that the system knows all names that are looked
+// up, as it knows the files.
+static bool give_spaces(const std::vector<const store *> &members, const std::string &directory, const workload &w)
 {
-    return a.space == b.space && a.block_size == b.block_size;
-}
-
-// A large space tells how the library's share grows. SQLCipher's part in that is
-// not worth the time.
-static size_t members_of(const workload &w)
-{
-    return w.space > 16 * MIB ? 2 : sizeof stores / sizeof *stores;
-}
-
-// Library and floor share a space. Where something is filled it comes to rest,
-// or the first rounds on a disk would meet its writing; and it is read once, so
-// that the system knows all names that are looked up, as it knows the files.
-static bool give_spaces(const place &at, const workload &w)
-{
-    const std::string directory = at.directory + "/spaces";
-    if (!give_empty_directory(directory))
-        return false;
-    for (size_t i = 0; i < members_of(w); ++i) {
-        const store *s = stores[i];
-        if (!s->open(directory.c_str()))
-            return false;
-        if (s != &library && !is_fresh(w) && !s->fill(w.block_size, w.space))
+    std::error_code error;
+    fs::create_directories(directory, error);
+    for (const store *s : members) {
+        const bool shares = std::count(of_one_kind.begin(), of_one_kind.end(), s) != 0 && s != &least_work;
+        if (!s->open(directory.c_str()) || (!shares && !is_fresh(w) && !s->fill(w.block_size, w.space)))
             return false;
     }
     sync();
@@ -178,131 +134,130 @@ static bool give_spaces(const place &at, const workload &w)
     return true;
 }
 
+// In one folder no more files are replaced than make no difference: ext4 looks for a
+// free inode behind all that were freed within the last minute.
+static bool measure(row *r, double seconds)
+{
+    const workload &w = *r->what;
+    const bool flushes = r->where->is_disk && w.what != action::READ;
+    const uint32_t files_of_call = flushes ? w.length / w.block_size + 1 : 0;
+    static int folders;
+    std::vector<const store *> members = members_of(w, 0);
+    for (double left = flushes ? 3 * seconds : seconds; left > 0;) {
+        const std::string directory =
+            r->where->directory + "/" + std::to_string(getpid()) + "-" + std::to_string(++folders);
+        if (!give_spaces(members, directory, w))
+            return false;
+        members = of_one_kind;   // the others stay where they are
+        const double start = now();
+        const uint32_t calls = calls_in_a_round(w);
+        uint32_t files = 0;
+        do {
+            if (!measure_round(r, calls))
+                return false;
+            files += calls * files_of_call * static_cast<uint32_t>(of_one_kind.size());
+        } while (files < FILES_IN_A_FOLDER && now() - start < left);
+        left -= now() - start;
+        // Block by block: a disk that is told of freed places is told in few words.
+        if (!is_fresh(w))
+            least_work.remove();
+    }
+    for (const fs::directory_entry &entry : fs::directory_iterator(r->where->directory))
+        fs::remove_all(entry);
+    return true;
+}
+
 static double quantile(samples values, double which)
 {
     std::sort(values.begin(), values.end());
-    return values[static_cast<size_t>(which * static_cast<double>(values.size() - 1) + 0.5)];
+    return values.empty() ? 0 : values[static_cast<size_t>(which * static_cast<double>(values.size() - 1) + 0.5)];
 }
 
-static double median(const samples &values)
+static std::string microseconds(const samples &seconds)
 {
-    return quantile(values, 0.5);
+    char text[32];
+    snprintf(text, sizeof text, "%.1f", quantile(seconds, 0.5) * 1e6);
+    return seconds.empty() ? "" : text;
 }
 
-// The library shall be ahead of SQLCipher in every read outside of SQLCipher's
-// page cache, which is of 2 MB, in every write on tmpfs, and on a disk in those
-// that the default journal mode commits.
-static double print_row(const place &at, const workload &w, collector *measured)
+static std::string ratio(const samples &a, const samples &b)
 {
-    const samples &own = measured->times[library.name];
-    const samples &floor = measured->times[plain_floor.name];
     samples ratios;
-    for (size_t i = 0; i < own.size(); ++i)
-        ratios.push_back(own[i] / floor[i]);
-    const double ratio = median(own) / median(floor);
-    printf("| %s | %s | %.1f µs | %.1f µs | %.2f (%.2f to %.2f) |", w.name, at.name.c_str(), median(floor) * 1e6,
-           median(own) * 1e6, ratio, quantile(ratios, 0.25), quantile(ratios, 0.75));
-    const double aim = at.is_disk ? w.disk_aim : w.tmpfs_aim;
-    if (aim != 0)
-        printf(" %.2f%s |", aim, ratio < aim + 0.005 ? "" : ", missed");
-    else
-        printf(" |");
-    for (const bool wal : {false, true}) {
-        const samples &theirs = measured->times[wal ? "sqlcipher-wal" : "sqlcipher-delete"];
-        if (theirs.empty()) {
-            printf(" |");
-            continue;
-        }
-        const bool aimed_at = w.what == action::READ ? w.space > 2 * MIB : !at.is_disk || !wal;
-        const double other = median(theirs) / median(own);
-        printf(" %.2f%s |", other, aimed_at && other < 0.995 ? ", missed" : "");
+    for (size_t i = 0; i < std::min(a.size(), b.size()); ++i)
+        ratios.push_back(a[i] / b[i]);
+    char text[64];
+    snprintf(text, sizeof text, "%.2f (%.2f to %.2f)", quantile(ratios, 0.5), quantile(ratios, 0.25),
+             quantile(ratios, 0.75));
+    return text;
+}
+
+static void print_row(row *r, FILE *figures)
+{
+    printf("| %s | %s |", r->what->name, r->where->name.c_str());
+    fprintf(figures, "%s\t%s", r->where->name.c_str(), r->what->name);
+    std::vector<const store *> columns = {&least_work, &library};
+    columns.insert(columns.end(), others.begin(), others.end());
+    for (const store *s : columns) {
+        printf(" %s |", microseconds(r->times[s]).c_str());
+        fprintf(figures, "\t%s", microseconds(r->times[s]).c_str());
     }
-    printf("\n");
+    printf(" %s |\n", ratio(r->times[&library], r->times[&least_work]).c_str());
+    fprintf(figures, "\n");
     fflush(stdout);
-    return ratio;
 }
 
-// SQLCipher takes part in every fourth round only: there, a rough figure will
-// do. The order changes, because what one store has left to the disk's journal
-// is written on the time of the next.
-static bool measure(const place &at, const workload &w, double seconds, collector *measured)
+static bool measure_all(const place &at, double seconds, FILE *figures, std::vector<row> *rows)
 {
-    const auto start = std::chrono::steady_clock::now();
-    for (size_t round = 0; round < 8 || seconds_since(start) < seconds; ++round) {
-        const size_t members = round % 4 == 0 ? members_of(w) : 2;
-        for (size_t i = 0; i < members; ++i) {
-            const store &s = *stores[round % 2 == 0 ? i : members - 1 - i];
-            benchmark::ClearRegisteredBenchmarks();
-            benchmark::RegisterBenchmark(s.name, run_calls, s, w)
-                ->Iterations(at.is_disk ? w.disk_calls : w.tmpfs_calls)
-                ->UseRealTime();
-            benchmark::RunSpecifiedBenchmarks(measured, "all");
-            if (measured->failed) {
-                fprintf(stderr, "%s: the %s fails in %s\n", w.name, s.name, at.directory.c_str());
-                return false;
-            }
-        }
-    }
-    return true;
-}
-
-static bool measure_all(const place &at, double seconds)
-{
-    std::map<std::string, double> ratios;
     for (int i = 0; i < workload_count; ++i) {
-        const workload &w = workloads[i];
-        if ((i == 0 || !share_spaces(w, workloads[i - 1])) && !give_spaces(at, w))
+        rows->push_back({&workloads[i], &at, {}});
+        if (!measure(&rows->back(), seconds))
             return false;
-        // A flush takes its time, and not always the same.
-        const bool flushes = at.is_disk && w.what != action::READ;
-        collector measured;
-        if (!measure(at, w, flushes ? 3 * seconds : seconds, &measured))
-            return false;
-        ratios[w.name] = print_row(at, w, &measured);
-        // Block by block: a disk that is told of freed places is told in few words.
-        if ((i + 1 == workload_count || !share_spaces(w, workloads[i + 1])) && !is_fresh(w))
-            plain_floor.remove();
-    }
-    for (const std::string what : {"4096 read", "4096 overwrite"}) {
-        const double growth = ratios[what + ", 256 MiB"] / ratios[what + ", 1 MiB"];
-        printf("| %s: ratio at 256 MiB to ratio at 1 MiB | %s | | | %.2f | 1.05%s | | |\n", what.c_str(),
-               at.name.c_str(), growth, growth < 1.055 ? "" : ", missed");
+        print_row(&rows->back(), figures);
     }
     return true;
 }
 
-static bool parse_place(const char *argument, place *at)
+static void print_heading()
 {
-    const char *equals = strchr(argument, '=');
-    if (equals == nullptr)
-        return false;
-    at->name = std::string(argument, equals);
-    at->directory = equals + 1;
-    at->is_disk = at->name == "disk";
-    return at->is_disk || at->name == "tmpfs";
+    printf("| operation | where | least work, µs | libvorn, µs |");
+    for (const store *s : others)
+        printf(" %s, µs |", s->name);
+    printf(" libvorn to least work (middle half of the rounds) |\n|---|---|---:|---:|");
+    for (size_t i = 0; i < others.size(); ++i)
+        printf("---:|");
+    printf("---:|\n");
+}
+
+static void print_comparison(std::vector<row> *rows)
+{
+    printf("\n| operation | where | before, µs | now, µs | now to before (middle half of the rounds) |\n"
+           "|---|---|---:|---:|---:|\n");
+    for (row &r : *rows) {
+        printf("| %s | %s | %s | %s | %s |\n", r.what->name, r.where->name.c_str(),
+               microseconds(r.times[&library_before]).c_str(), microseconds(r.times[&library]).c_str(),
+               ratio(r.times[&library], r.times[&library_before]).c_str());
+    }
 }
 
 int main(int argc, char **argv)
 {
-    const double seconds = argc > 2 ? atof(argv[1]) : 0;
-    std::vector<place> places(argc > 2 ? static_cast<size_t>(argc - 2) : 0);
-    bool fine = seconds > 0;
-    for (size_t i = 0; i < places.size(); ++i)
-        fine = fine && parse_place(argv[i + 2], &places[i]);
-    if (!fine) {
-        fprintf(stderr, "usage: %s SECONDS tmpfs=DIRECTORY disk=DIRECTORY\n", argv[0]);
+    FILE *figures = argc == 6 || argc == 7 ? fopen(argv[2], "w") : nullptr;
+    if (figures == nullptr) {
+        fprintf(stderr, "usage: %s SECONDS FIGURES TMPFS_DIRECTORY DISK_DIRECTORY LIBVORN.SO [BEFORE.SO]\n", argv[0]);
         return 2;
     }
-    printf("| workload | where | floor | library | ratio (middle half of the rounds) | aim"
-           " | SQLCipher to library, journal DELETE | journal WAL |\n"
-           "|---|---|---|---|---|---|---|---|\n");
-    for (int i = 0; i < workload_count; ++i) {
-        if (!leave_same_files(places[0], workloads[i]))
-            return 1;
-    }
+    const place places[] = {{"tmpfs", argv[3], false}, {"disk", argv[4], true}};
+    if (!load_library(library, argv[5]) || (argc == 7 && !load_library(library_before, argv[6])))
+        return 1;
+    if (argc == 7)
+        of_one_kind.push_back(&library_before);
+    print_heading();
+    std::vector<row> rows;
     for (const place &at : places) {
-        if (!measure_all(at, seconds))
+        if (!measure_all(at, atof(argv[1]), figures, &rows))
             return 1;
     }
-    return 0;
+    if (argc == 7)
+        print_comparison(&rows);
+    return fclose(figures) == 0 ? 0 : 1;
 }

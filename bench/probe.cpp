@@ -1,21 +1,26 @@
 /*
- * Lets a tool look at one call of a workload: vorn_probe DIRECTORY STORE WORKLOAD
- * Calls before it have warmed everything up. The call stands between two calls
- * of getppid, for strace, and is the function measured_call, for callgrind.
+ * Lets a tool look at one call of a workload:
+ * vorn_probe DIRECTORY WORKLOAD [LIBVORN.SO]
+ * Without a library, the least work is looked at. Calls before it have warmed
+ * everything up. The call stands between two calls of getppid, for strace.
  */
-#include <cstdio>
-#include <cstring>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "heap.h"
+#include <cstdio>
+#include <cstring>
+
 #include "store.h"
 
 constexpr uint32_t WARM_CALLS = 3;
 
-extern "C" __attribute__((noinline)) bool measured_call(const store *s, const workload *w)
+static const workload *find_workload(const char *name)
 {
-    return perform(*s, *w, w->space, WARM_CALLS);
+    for (int i = 0; i < workload_count; ++i) {
+        if (strcmp(name, workloads[i].name) == 0)
+            return &workloads[i];
+    }
+    return nullptr;
 }
 
 static bool prepare(const store &s, const workload &w, const char *directory)
@@ -25,7 +30,7 @@ static bool prepare(const store &s, const workload &w, const char *directory)
     if (w.what != action::CREATE_REMOVE && !s.fill(w.block_size, w.space))
         return false;
     for (uint32_t turn = 0; turn < WARM_CALLS; ++turn) {
-        if (!perform(s, w, w.space, turn))
+        if (!perform(s, w, turn))
             return false;
     }
     return true;
@@ -33,26 +38,18 @@ static bool prepare(const store &s, const workload &w, const char *directory)
 
 int main(int argc, char **argv)
 {
-    const store &s = argc == 4 && strcmp(argv[2], library.name) == 0 ? library : plain_floor;
-    const workload *w = nullptr;
-    for (int i = 0; argc == 4 && i < workload_count; ++i) {
-        if (strcmp(argv[3], workloads[i].name) == 0)
-            w = &workloads[i];
-    }
-    if (w == nullptr || strcmp(argv[2], s.name) != 0) {
-        fprintf(stderr, "usage: %s DIRECTORY library|floor WORKLOAD\n", argv[0]);
+    const workload *w = argc == 3 || argc == 4 ? find_workload(argv[2]) : nullptr;
+    if (w == nullptr) {
+        fprintf(stderr, "usage: %s DIRECTORY WORKLOAD [LIBVORN.SO]\n", argv[0]);
         return 2;
     }
-    if (!prepare(s, *w, argv[1])) {
+    const store &s = argc == 4 ? library : least_work;
+    if ((argc == 4 && !load_library(s, argv[3])) || !prepare(s, *w, argv[1])) {
         fprintf(stderr, "%s: cannot prepare '%s' in %s\n", argv[0], w->name, argv[1]);
         return 1;
     }
-    heap_start();
     syscall(SYS_getppid);
-    const bool fine = measured_call(&s, w);
+    const bool fine = perform(s, *w, WARM_CALLS);
     syscall(SYS_getppid);
-    heap_print(w->block_size);
-    if (!fine)
-        fprintf(stderr, "%s: '%s' failed\n", argv[0], w->name);
     return fine ? 0 : 1;
 }

@@ -166,5 +166,5 @@ static constexpr store store_of(const char *name)
         read_rows<mode>};
 }
 
-const store sqlcipher_delete = store_of<DELETE>("sqlcipher-delete");
-const store sqlcipher_wal = store_of<WAL>("sqlcipher-wal");
+const store sqlcipher_delete = store_of<DELETE>("SQLCipher");
+const store sqlcipher_wal = store_of<WAL>("SQLCipher with WAL");

@@ -1,8 +1,8 @@
 /*
  * The stores that are compared, and the work that they are given.
  *
- * Each store keeps one data space in one directory. The library and the floor
- * leave the same files, so they can take turns on one space.
+ * Each store keeps one data space in one directory. The builds of the library and
+ * the least work leave the same files, so they can take turns on one space.
  */
 #pragma once
 
@@ -24,12 +24,17 @@ struct store {
     bool (*read)(uint32_t offset, uint32_t length, unsigned char *bytes);
 };
 
+extern const store least_work;
 extern const store library;
-extern const store plain_floor;
+extern const store library_before;
+extern const store plain_file;
 #ifdef HAVE_SQLCIPHER
 extern const store sqlcipher_delete;
 extern const store sqlcipher_wal;
 #endif
+
+/* Loads libvorn.so, which `library` or `library_before` then calls. */
+bool load_library(const store &s, const char *path);
 
 enum class action { CREATE_REMOVE, APPEND, OVERWRITE, READ };
 
@@ -37,12 +42,8 @@ struct workload {
     const char *name;
     action what;
     uint32_t block_size;
-    uint32_t space;         // bytes that are there before
-    uint32_t length;        // bytes that a call moves
-    uint32_t tmpfs_calls;   // calls in a round
-    uint32_t disk_calls;
-    double tmpfs_aim;   // library to floor; 0: none
-    double disk_aim;
+    uint32_t space;    // bytes that are there before
+    uint32_t length;   // bytes that a call moves
 };
 
 constexpr uint32_t KIB = 1024;
@@ -56,7 +57,6 @@ extern const int workload_count;
 /* What every space is filled with, and what is written: LENGTH_MAX bytes. */
 const unsigned char *sample_bytes();
 
-/* Call number `turn` of a workload in a space of `space` bytes. What moves a block
- * or a part of one meets the blocks in no order, what moves more goes on from
- * turn to turn. */
-bool perform(const store &s, const workload &w, uint32_t space, uint32_t turn);
+/* Call number `turn` of a workload. What moves a block or a part of one meets the
+ * blocks in no order, what moves more goes on from turn to turn. */
+bool perform(const store &s, const workload &w, uint32_t turn);

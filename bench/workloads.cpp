@@ -2,28 +2,25 @@
 
 #include "store.h"
 
-// Those with one block size and one space stand together: they share it. The
-// largest space comes last, because a disk may need long to recover from it.
-// Rounds are short, well below a millisecond where that is possible: then most
-// of them are not interrupted when the machine has other work, and the medians
-// tell of those.
+// The largest space comes last, because a disk may need long to recover from it.
 const workload workloads[] = {
-    {"4096 create and remove", action::CREATE_REMOVE, 4096, 0, 0, 10, 2, 0, 0},
-    {"4096 append", action::APPEND, 4096, 0, 4096, 10, 2, 1.65, 1.06},
-    {"4096 read, 16 MiB", action::READ, 4096, 16 * MIB, 4096, 20, 20, 1.40, 1.35},
-    {"4096 read 64 bytes, 16 MiB", action::READ, 4096, 16 * MIB, 64, 20, 20, 0, 1.35},
-    {"4096 overwrite, 16 MiB", action::OVERWRITE, 4096, 16 * MIB, 4096, 10, 2, 1.40, 1.06},
-    {"4096 overwrite 64 bytes, 16 MiB", action::OVERWRITE, 4096, 16 * MIB, 64, 10, 2, 0, 1.06},
-    {"4096 read, 1 MiB", action::READ, 4096, MIB, 4096, 20, 20, 0, 0},
-    {"4096 overwrite, 1 MiB", action::OVERWRITE, 4096, MIB, 4096, 10, 2, 0, 0},
-    {"65536 append", action::APPEND, BLOCK_MAX, 0, BLOCK_MAX, 4, 1, 1.08, 1.08},
-    {"65536 append 1 MiB", action::APPEND, BLOCK_MAX, 0, MIB, 1, 1, 1.08, 1.08},
-    {"65536 read, 16 MiB", action::READ, BLOCK_MAX, 16 * MIB, BLOCK_MAX, 4, 4, 1.08, 1.08},
-    {"65536 overwrite, 16 MiB", action::OVERWRITE, BLOCK_MAX, 16 * MIB, BLOCK_MAX, 4, 1, 1.08, 1.08},
-    {"65536 read 1 MiB, 16 MiB", action::READ, BLOCK_MAX, 16 * MIB, MIB, 1, 1, 1.08, 1.08},
-    {"65536 overwrite 1 MiB, 16 MiB", action::OVERWRITE, BLOCK_MAX, 16 * MIB, MIB, 1, 1, 1.08, 1.08},
-    {"4096 read, 256 MiB", action::READ, 4096, 256 * MIB, 4096, 20, 20, 0, 0},
-    {"4096 overwrite, 256 MiB", action::OVERWRITE, 4096, 256 * MIB, 4096, 10, 2, 0, 0},
+    {"create and remove", action::CREATE_REMOVE, 4096, 0, 0},
+    {"append 4096", action::APPEND, 4096, 0, 4096},
+    {"read 4096", action::READ, 4096, 16 * MIB, 4096},
+    {"read 64", action::READ, 4096, 16 * MIB, 64},
+    {"overwrite 4096", action::OVERWRITE, 4096, 16 * MIB, 4096},
+    {"overwrite 64", action::OVERWRITE, 4096, 16 * MIB, 64},
+    {"overwrite 8192", action::OVERWRITE, 4096, 16 * MIB, 8192},
+    {"read 4096 of 1 MiB", action::READ, 4096, MIB, 4096},
+    {"overwrite 4096 of 1 MiB", action::OVERWRITE, 4096, MIB, 4096},
+    {"append 64 KiB", action::APPEND, BLOCK_MAX, 0, BLOCK_MAX},
+    {"append 1 MiB", action::APPEND, BLOCK_MAX, 0, MIB},
+    {"read 64 KiB", action::READ, BLOCK_MAX, 16 * MIB, BLOCK_MAX},
+    {"overwrite 64 KiB", action::OVERWRITE, BLOCK_MAX, 16 * MIB, BLOCK_MAX},
+    {"read 1 MiB", action::READ, BLOCK_MAX, 16 * MIB, MIB},
+    {"overwrite 1 MiB", action::OVERWRITE, BLOCK_MAX, 16 * MIB, MIB},
+    {"read 4096 of 64 MiB", action::READ, 4096, 64 * MIB, 4096},
+    {"overwrite 4096 of 64 MiB", action::OVERWRITE, 4096, 64 * MIB, 4096},
 };
 const int workload_count = sizeof workloads / sizeof *workloads;
 
@@ -46,22 +43,22 @@ static uint32_t scatter(uint32_t turn)
     return turn ^ turn >> 13;
 }
 
-static uint32_t offset_of(const workload &w, uint32_t space, uint32_t turn)
+static uint32_t offset_of(const workload &w, uint32_t turn)
 {
     if (w.what == action::APPEND)
         return turn * w.length;
     if (w.what == action::CREATE_REMOVE)
         return 0;
     if (w.length > w.block_size)
-        return turn % (space / w.length) * w.length;
+        return turn % (w.space / w.length) * w.length;
     const uint32_t within = w.length < w.block_size ? w.block_size / 2 : 0;
-    return scatter(turn) % (space / w.block_size) * w.block_size + within;
+    return scatter(turn) % (w.space / w.block_size) * w.block_size + within;
 }
 
-bool perform(const store &s, const workload &w, uint32_t space, uint32_t turn)
+bool perform(const store &s, const workload &w, uint32_t turn)
 {
     static unsigned char room[LENGTH_MAX];
-    const uint32_t offset = offset_of(w, space, turn);
+    const uint32_t offset = offset_of(w, turn);
     switch (w.what) {
     case action::CREATE_REMOVE:
         return s.create(w.block_size) && s.remove();

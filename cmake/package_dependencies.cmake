@@ -1,28 +1,32 @@
-# Read by cpack when everything is built: what a Debian package depends on, as
-# the libraries themselves tell it. dpkg's own tool knows only about libraries
-# that dpkg has installed, and so not about those of a cross build.
+# Read by cpack when everything is built: what the Debian packages depend on, as
+# their own files tell it. dpkg's own tool knows only about libraries that dpkg
+# has installed, and so not about those of a cross build.
 
-set(depends "")
+cmake_minimum_required(VERSION 3.18)
 
-file(GLOB libraries "${CPACK_VORN_LIBRARIES}/lib*.so")
-set(glibc_versions "")
-foreach(library IN LISTS libraries)
-    file(STRINGS "${library}" versions REGEX "^GLIBC_[0-9.]+$")
-    list(APPEND glibc_versions ${versions})
-endforeach()
-if(glibc_versions)
-    list(SORT glibc_versions COMPARE NATURAL ORDER DESCENDING)
-    list(GET glibc_versions 0 newest)
+# vorn_libc(RESULT FILE...): the newest version of glibc that one of them needs.
+function(vorn_libc result)
+    set(versions "")
+    foreach(file IN LISTS ARGN)
+        file(STRINGS "${file}" found REGEX "^GLIBC_[0-9.]+$")
+        list(APPEND versions ${found})
+    endforeach()
+    list(SORT versions COMPARE NATURAL ORDER DESCENDING)
+    list(GET versions 0 newest)
     string(REPLACE "GLIBC_" "" newest "${newest}")
-    list(APPEND depends "libc6 (>= ${newest})")
-endif()
+    set(${result} "libc6 (>= ${newest})" PARENT_SCOPE)
+endfunction()
 
 # Some releases add the width of time_t to the name of libcrypto's package; none
 # of the functions that are called has to do with time.
-file(STRINGS "${CPACK_VORN_LIBRARIES}/libvorn.so" libcrypto REGEX "^libcrypto\\.so\\.[0-9.]+$" LIMIT_COUNT 1)
-if(libcrypto)
-    string(REPLACE "libcrypto.so." "libssl" libssl "${libcrypto}")
-    list(APPEND depends "${libssl} | ${libssl}t64")
-endif()
+file(STRINGS "${CPACK_VORN_BUILD}/libvorn.so" libcrypto REGEX "^libcrypto\\.so\\.[0-9.]+$" LIMIT_COUNT 1)
+string(REPLACE "libcrypto.so." "libssl" libssl "${libcrypto}")
 
-list(JOIN depends ", " CPACK_DEBIAN_PACKAGE_DEPENDS)
+file(GLOB libraries "${CPACK_VORN_BUILD}/libvorn.so" "${CPACK_VORN_BUILD}/vorn-platform/lib*.so")
+vorn_libc(libc ${libraries})
+set(CPACK_DEBIAN_VORN_PACKAGE_DEPENDS "${libc}, ${libssl} | ${libssl}t64")
+
+if(tool IN_LIST CPACK_COMPONENTS_ALL)
+    vorn_libc(libc "${CPACK_VORN_BUILD}/vorn")
+    set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${libc}, ${CPACK_DEBIAN_VORN_PACKAGE_NAME} (>= ${CPACK_PACKAGE_VERSION})")
+endif()

@@ -43,6 +43,12 @@ extern "C" {
 #define VORN_API
 #endif
 
+/* The version of this header. The library of a later 1.x does all that it says. */
+#define VORN_VERSION_MAJOR 1
+#define VORN_VERSION_MINOR 0
+#define VORN_VERSION_PATCH 0
+#define VORN_VERSION "1.0.0"
+
 /* Flag of vorn_create: an existing data space with the same label is removed
  * first. */
 #define VORN_CREATE_REPLACE 1u

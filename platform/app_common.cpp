@@ -79,21 +79,30 @@ void strip_trailing_slashes(char *path)
     }
 }
 
+bool is_directory(const char *path)
+{
+    struct stat status;
+    return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 /*
  * What mkdir() says about a directory that exists depends on the file system
  * (EEXIST, but also EROFS or EACCES), so only the outcome is looked at.
  */
 bool make_directory(char *path)
 {
+    if (is_directory(path)) {
+        return true;
+    }
     for (char *slash = strchr(path + 1, '/'); slash; slash = strchr(slash + 1, '/')) {
         *slash = '\0';
-        (void)mkdir(path, 0700);
+        if (!is_directory(path)) {
+            (void)mkdir(path, 0700);
+        }
         *slash = '/';
     }
     (void)mkdir(path, 0700);
-
-    struct stat status;
-    return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+    return is_directory(path);
 }
 
 }   // namespace

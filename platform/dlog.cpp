@@ -1,6 +1,7 @@
 /*
  * Stand-in for libdlog where the platform's own is not available: messages go
- * to standard error. It needs nothing but libc.
+ * to standard error. VORN_LOG chooses which: off, error, or warning, which is
+ * all of them and the default. It needs nothing but libc.
  */
 #include "dlog.h"
 
@@ -8,6 +9,8 @@
 #include <stdarg.h>
 #include <stddef.h>
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <unistd.h>
 
 namespace {
@@ -15,6 +18,19 @@ namespace {
 /* On the stack of whichever thread logs, and small enough for a pipe to take
  * a line undivided. */
 constexpr size_t LINE_SIZE = 1024;
+
+/* Read for each message, so that a program can change it while it runs. */
+bool is_wanted(int priority)
+{
+    const char *level = getenv("VORN_LOG");
+    if (!level) {
+        return true;
+    }
+    if (strcmp(level, "off") == 0) {
+        return false;
+    }
+    return priority >= DLOG_ERROR || strcmp(level, "error") != 0;
+}
 
 char letter_of(int priority)
 {
@@ -64,6 +80,9 @@ ssize_t put_line(const char *line, size_t length)
 
 __attribute__((visibility("default"))) int dlog_print(int priority, const char *tag, const char *format, ...)
 {
+    if (!is_wanted(priority)) {
+        return 0;
+    }
     const int saved = errno;
     char line[LINE_SIZE];
     int wanted = snprintf(line, sizeof(line), "%c/%s: ", letter_of(priority), tag ? tag : "");

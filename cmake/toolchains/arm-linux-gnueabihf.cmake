@@ -12,6 +12,9 @@ set(CMAKE_CXX_COMPILER ${triplet}-g++)
 # file too, with build folders of their own.
 set(VORN_SYSROOT "${CMAKE_BINARY_DIR}/sysroot" CACHE PATH "Where scripts/arm-sysroot has unpacked libcrypto")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VORN_SYSROOT)
+if(NOT EXISTS "${VORN_SYSROOT}/usr/include")
+    message(FATAL_ERROR "There is no sysroot in ${VORN_SYSROOT}. Make it with\n  scripts/arm-sysroot ${VORN_SYSROOT}")
+endif()
 
 list(APPEND CMAKE_FIND_ROOT_PATH "${VORN_SYSROOT}" /usr/${triplet})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

@@ -12,6 +12,6 @@ int main(void)
     const int32_t written = vorn_write("notes", 0, sizeof(text), text);
     const int32_t delivered = vorn_read("notes", 0, sizeof(copy), copy);
     const int32_t removed = vorn_remove("notes");
-    printf("%d %d %d \"%.*s\" %d\n", created, written, delivered, (int)sizeof(copy), copy, removed);
+    printf("%s %d %d %d \"%.*s\" %d\n", VORN_VERSION, created, written, delivered, (int)sizeof(copy), copy, removed);
     return 0;
 }

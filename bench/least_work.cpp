@@ -1,5 +1,5 @@
 /*
- * The floor: what the work itself costs. It leaves the files that the library
+ * The least work: what the work itself costs. It leaves the files that the library
  * leaves, by the same primitives and the same calls to open, read, write, close
  * and unlink, and takes every liberty that the library cannot: the buffers, the
  * contexts, the fetched algorithms, the key and the paths are there for good;
@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 
@@ -63,16 +64,7 @@ static bool prepare_primitives()
 
 static const char *path_of(uint32_t index)
 {
-    char digits[10];
-    int count = 0;
-    do {
-        digits[count++] = static_cast<char>('0' + index % 10);
-        index /= 10;
-    } while (index != 0);
-    char *out = block_number;
-    while (count > 0)
-        *out++ = digits[--count];
-    *out = '\0';
+    *std::to_chars(block_number, block_number + 10, index).ptr = '\0';
     return block_path;
 }
 
@@ -83,7 +75,7 @@ static bool digest_of(const unsigned char *bytes, uint32_t length, unsigned char
            EVP_DigestFinal_ex(digest_context, out, nullptr) == 1;
 }
 
-// Leaves the content in `plain` and tells how much it is; 0: there is none. The
+// Leaves the content in `plain` and returns its length, 0 where there is none. The
 // key is set again as for each object of its own: that belongs to the work.
 static uint32_t load(const char *path)
 {
@@ -145,7 +137,7 @@ static bool load_header(header_record *header)
     return true;
 }
 
-static bool floor_open(const char *directory)
+static bool least_open(const char *directory)
 {
     snprintf(header_path, sizeof header_path, "%s/VORN_HDR_bench", directory);
     const int length = snprintf(block_path, sizeof block_path, "%s/VORN_DATA_bench_", directory);
@@ -160,7 +152,7 @@ static bool save_unflushed(const char *path, int size)
     return close(file) == 0 && complete;
 }
 
-static bool floor_fill(uint32_t block_size, uint32_t size)
+static bool least_fill(uint32_t block_size, uint32_t size)
 {
     const header_record header = {block_size, 0, {}, size, {}};
     memcpy(plain, &header, sizeof header);
@@ -175,7 +167,7 @@ static bool floor_fill(uint32_t block_size, uint32_t size)
     return true;
 }
 
-static bool floor_create(uint32_t block_size)
+static bool least_create(uint32_t block_size)
 {
     header_record header;
     if (load_header(&header))
@@ -184,7 +176,7 @@ static bool floor_create(uint32_t block_size)
     return save(header_path, &header, sizeof header);
 }
 
-static bool floor_remove()
+static bool least_remove()
 {
     header_record header;
     if (!load_header(&header))
@@ -195,45 +187,63 @@ static bool floor_remove()
     return unlink(header_path) == 0;
 }
 
-static bool floor_write(uint32_t offset, uint32_t length, const unsigned char *bytes)
+// What of a range lies in the block where it begins.
+struct piece {
+    const char *path;
+    uint32_t position;
+    uint32_t count;
+};
+
+static piece first_piece(const header_record &header, uint32_t offset, uint32_t length)
+{
+    const uint32_t position = offset % header.block_size;
+    return {path_of(offset / header.block_size), position, std::min(length, header.block_size - position)};
+}
+
+static bool write_piece(const header_record &header, const piece &p, const unsigned char *bytes)
+{
+    const bool exists = load(p.path) != 0;
+    if (exists)
+        memcpy(block, plain, header.block_size);
+    else
+        memset(block, 0, header.block_size);
+    memcpy(block + p.position, bytes, p.count);
+    return (exists ? replace : save)(p.path, block, header.block_size);
+}
+
+static bool least_write(uint32_t offset, uint32_t length, const unsigned char *bytes)
 {
     header_record header;
     if (!load_header(&header))
         return false;
-    for (uint32_t done = 0; done < length;) {
-        const uint32_t position = (offset + done) % header.block_size;
-        const uint32_t count = std::min(length - done, header.block_size - position);
-        const char *path = path_of((offset + done) / header.block_size);
-        const bool exists = load(path) != 0;
-        if (exists)
-            memcpy(block, plain, header.block_size);
-        else
-            memset(block, 0, header.block_size);
-        memcpy(block + position, bytes + done, count);
-        if (!(exists ? replace : save)(path, block, header.block_size))
+    const uint32_t end = offset + length;
+    while (offset < end) {
+        const piece p = first_piece(header, offset, end - offset);
+        if (!write_piece(header, p, bytes))
             return false;
-        done += count;
+        offset += p.count;
+        bytes += p.count;
     }
-    if (offset + length <= header.data_size)
+    if (end <= header.data_size)
         return true;
-    header.data_size = offset + length;
+    header.data_size = end;
     return replace(header_path, &header, sizeof header);
 }
 
-static bool floor_read(uint32_t offset, uint32_t length, unsigned char *bytes)
+static bool least_read(uint32_t offset, uint32_t length, unsigned char *bytes)
 {
     header_record header;
     if (!load_header(&header))
         return false;
-    for (uint32_t done = 0; done < length;) {
-        const uint32_t position = (offset + done) % header.block_size;
-        const uint32_t count = std::min(length - done, header.block_size - position);
-        if (load(path_of((offset + done) / header.block_size)) < position + count)
+    for (const uint32_t end = offset + length; offset < end;) {
+        const piece p = first_piece(header, offset, end - offset);
+        if (load(p.path) < p.position + p.count)
             return false;
-        memcpy(bytes + done, plain + position, count);
-        done += count;
+        memcpy(bytes, plain + p.position, p.count);
+        offset += p.count;
+        bytes += p.count;
     }
     return true;
 }
 
-const store plain_floor = {"floor", floor_open, floor_fill, floor_create, floor_remove, floor_write, floor_read};
+const store least_work = {"least work", least_open, least_fill, least_create, least_remove, least_write, least_read};

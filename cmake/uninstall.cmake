@@ -1,0 +1,20 @@
+# Deletes what the last installation from the folder BUILD has put in place, by
+# the lists that it left there; and those of its folders that are then empty.
+
+file(GLOB manifests "${BUILD}/install_manifest*.txt")
+if(NOT manifests)
+    message(FATAL_ERROR "nothing has been installed from ${BUILD}")
+endif()
+foreach(manifest IN LISTS manifests)
+    file(STRINGS "${manifest}" files)
+    foreach(file IN LISTS files)
+        message(STATUS "Deleting: $ENV{DESTDIR}${file}")
+        file(REMOVE "$ENV{DESTDIR}${file}")
+        get_filename_component(folder "${file}" DIRECTORY)
+        while(folder MATCHES "/[^/]*vorn[^/]*(/docs|/examples)?$")
+            execute_process(COMMAND rmdir "$ENV{DESTDIR}${folder}" ERROR_QUIET)
+            get_filename_component(folder "${folder}" DIRECTORY)
+        endwhile()
+    endforeach()
+    file(REMOVE "${manifest}")
+endforeach()
