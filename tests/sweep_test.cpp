@@ -1,7 +1,7 @@
 // Calls that are killed, cut or hit by faults, at each of their steps.
 //
 // $VORN_TEST_EVERY says how thorough the sweeps are that disturb twice: 1 takes
-// every pair of steps, 20 (without it) about every twentieth. Above 100, for slow
+// every pair of steps, 30 (without it) about every thirtieth. Above 100, for slow
 // machines, there are fewer kinds of machines in all sweeps.
 
 #include <array>
@@ -75,11 +75,10 @@ protected:
 
     int32_t disturbed(const call &what, const disturbance &how)
     {
-        const auto before_change = the_gate.before_change;
-        const auto after_flush = the_gate.after_flush;
+        const gate hooks = the_gate;
         reset_gate(root, on);
-        the_gate.before_change = before_change;
-        the_gate.after_flush = after_flush;
+        the_gate.before_change = hooks.before_change;
+        the_gate.after_flush = hooks.after_flush;
         the_gate.set = how;
         return what.run();
     }
@@ -191,7 +190,7 @@ protected:
 
     void report(const char *what) const { printf("%ld %s, %ld looks, %ld wrong\n", points, what, looks, found); }
 
-    const long every = getenv("VORN_TEST_EVERY") != nullptr ? std::max(1, atoi(getenv("VORN_TEST_EVERY"))) : 20;
+    const long every = getenv("VORN_TEST_EVERY") != nullptr ? std::max(1, atoi(getenv("VORN_TEST_EVERY"))) : 30;
     const file_map neighbour = there(600).files("a_1");
     std::set<size_t> known;
     std::mt19937 random{20240229};
@@ -202,16 +201,6 @@ protected:
     long looks = 0;
     long found = 0;
 };
-
-TEST_F(Sweep, KillAtEachChange)
-{
-    for (const machine &each : swept()) {
-        on = each;
-        for (const operation &op : operations)
-            kill_everywhere(op, [&] { use(op.what, look(op.what.killed(op.before, on.whole))); });
-    }
-    report("stop points");
-}
 
 // Without a sign the sweep must see that data is lost.
 TEST_F(Sweep, WithoutASignAKillLosesData)
@@ -232,6 +221,9 @@ protected:
         const snapshot left = take();
         const world seen = look(allowed);
         const std::string first = context;
+        if (is_known(left, allowed, "next"))
+            return;
+        use(op.what, seen);
         for (const call &next : {call{call::READ}, op.what, call{call::REMOVE}, call{call::CREATE, 512, 1}}) {
             for (const bool dies : {true, false}) {
                 for (long at = step();; at += every) {
@@ -382,7 +374,7 @@ TEST_F(Faults, ThenAnotherOrAKillInTheSameCall)
 // Calls one after the other, whatever befalls them, as the bytes of a die say.
 TEST_F(Sweep, IsAlwaysInAWorldThatMayBe)
 {
-    for (; points < 8000 / every && found == 0; ++points) {
+    for (; points < 6000 / every && found == 0; ++points) {
         std::vector<uint8_t> bytes(1000);
         std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<uint8_t>(random()); });
         const std::string problem = play(*this, {bytes.data(), bytes.size()});
