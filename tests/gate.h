@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -37,7 +38,6 @@ struct machine {
     const char *name = "links";
     bool whole = true;                         // a call is all or nothing
     std::map<std::string, int> refused = {};   // calls that always fail; "open sign": those on a sign
-    std::vector<std::string> pretended = {};   // calls that only seem to succeed
     long file_system = TMPFS;
     bool full = false;
 };
@@ -59,9 +59,7 @@ struct gate {
     int directories = 0;
     int files = 0;
     int contexts = 0;
-    std::map<void *, size_t> memory;
-    size_t heap = 0;
-    size_t peak = 0;
+    std::set<void *> memory;
     std::vector<std::string> trace;      // calls and the names of files that they are about
     std::vector<std::string> messages;   // "E function: text", the data directory as DIR
 };
