@@ -162,20 +162,6 @@ TEST_F(DataSpace, CountsTo32Bits)
     }
 }
 
-// Memory at its peak, beside the key and twice the directory's name: what a load
-// holds, and while a block is changed the block as well.
-TEST_F(DataSpace, TakesTwoBlocksToReadAndThreeToWrite)
-{
-    const size_t rest = 49 + 2 * (root.size() + 1);
-    for (const uint32_t size : {512u, 4096u, 65536u}) {
-        start({{"VORN_HDR_a", seal(header_image(size, 0, size))}, {"VORN_DATA_a_0", seal(text(size))}});
-        EXPECT_EQ(gated([] { return read(0, 1); }), 1);
-        EXPECT_EQ(the_gate.peak, 2 * size + 114 + rest);
-        EXPECT_EQ(gated([] { return write(0, 1); }), 1);
-        EXPECT_EQ(the_gate.peak, 3 * size + 114 + rest);
-    }
-}
-
 TEST_F(DataSpace, SharesNothingBetweenThreads)
 {
     std::vector<std::thread> threads;

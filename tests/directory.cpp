@@ -1,7 +1,5 @@
 #include "directory.h"
 
-#include <dirent.h>
-#include <fcntl.h>
 #include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -33,35 +31,27 @@ void directory::put(const std::string &name, const std::string &content) const
         abort();
 }
 
-static std::string content_of(const std::string &path, const struct stat &about)
+static std::string slurp(const std::filesystem::path &path)
 {
-    std::string content(static_cast<size_t>(about.st_size), '\0');
-    if (S_ISDIR(about.st_mode))
-        return "directory";
-    if (S_ISLNK(about.st_mode))
-        return "-> " + content.substr(0, static_cast<size_t>(readlink(path.c_str(), content.data(), content.size())));
-    const int file = open(path.c_str(), O_RDONLY);
-    content.resize(static_cast<size_t>(read(file, content.data(), content.size())));
-    close(file);
-    return content;
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 snapshot directory::take() const
 {
     snapshot taken;
     std::map<ino_t, std::string> first;
-    DIR *stream = opendir(root.c_str());
-    while (const dirent *entry = readdir(stream)) {
-        const std::string name = entry->d_name;
+    for (const auto &entry : std::filesystem::directory_iterator(root)) {
         struct stat about;
-        if (name == "." || name == ".." || lstat(path(name).c_str(), &about) != 0)
-            continue;
-        taken.files[name] = content_of(path(name), about);
-        const auto [known, is_first] = first.emplace(about.st_ino, name);
-        if (!is_first)
-            taken.same[name] = known->second;
+        const std::string name = entry.path().filename();
+        const bool is_link = entry.is_symlink();
+        taken.files[name] = is_link                ? "-> " + std::filesystem::read_symlink(entry).string()
+                            : entry.is_directory() ? "directory"
+                                                   : slurp(entry);
+        if (!is_link && stat(entry.path().c_str(), &about) == 0)
+            if (const auto [known, is_first] = first.emplace(about.st_ino, name); !is_first)
+                taken.same[name] = known->second;
     }
-    closedir(stream);
     return taken;
 }
 
@@ -82,15 +72,9 @@ void directory::restore(const snapshot &wanted) const
             abort();
 }
 
-static std::string storage_key()
-{
-    std::ifstream file(STORAGE_KEY_FILE, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 std::string encrypt(const std::string &plaintext, bool other_key)
 {
-    static const std::string own_key = storage_key();
+    static const std::string own_key = slurp(STORAGE_KEY_FILE);
     const std::string key = other_key ? text(32) : own_key;
     std::string ciphertext(plaintext.size() + 16, '\0');
     auto *in = reinterpret_cast<const unsigned char *>(plaintext.data());

@@ -3,7 +3,8 @@
 function(vorn_gated_executable target)
     set(here "${PROJECT_SOURCE_DIR}/tests")
     set(read_record _Z14sd_read_recordPK8sd_tablejPPKhPj)
-    add_executable(${target} ${ARGN} "${here}/directory.cpp" "${here}/gate.cpp" "${here}/worlds.cpp")
+    add_executable(${target} ${ARGN}
+        "${here}/directory.cpp" "${here}/gate.cpp" "${here}/play.cpp" "${here}/worlds.cpp")
     target_include_directories(${target} PRIVATE "${here}")
     target_link_libraries(${target} PRIVATE vorn_sources vorn_flags OpenSSL::Crypto)
     target_compile_options(${target} PRIVATE -fexceptions -frtti)

@@ -33,7 +33,9 @@ const char *base(const char *path)
 
 std::string with_sign(const char *call, const char *path)
 {
-    return std::string(call) + (strncmp(base(path), "VORN_OLD_VORN_HDR", 17) == 0 ? " sign" : "");
+    const char *name = base(path);
+    const bool is_sign = strstr(name, "OLD_VORN_HDR") != nullptr || strstr(name, "_16777215") != nullptr;
+    return std::string(call) + (is_sign ? " sign" : "");
 }
 
 bool refused(const char *call, const char *path)
@@ -103,14 +105,11 @@ void tally(int *counter, int change)
         *counter += change;
 }
 
-void *count_memory(void *was, void *now, size_t size)
+void *count_memory(void *was, void *now)
 {
-    gate &g = the_gate;
     if (armed && now != nullptr) {
-        g.heap += size - g.memory[was];
-        g.memory.erase(was);
-        g.memory[now] = size;
-        g.peak = std::max(g.peak, g.heap);
+        the_gate.memory.erase(was);
+        the_gate.memory.insert(now);
     }
     return now;
 }
@@ -273,28 +272,26 @@ ssize_t __wrap_write(int file, const void *bytes, size_t count)
 void *__real_malloc(size_t size);
 void *__wrap_malloc(size_t size)
 {
-    return no_memory("malloc", size) ? nullptr : count_memory(nullptr, __real_malloc(size), size);
+    return no_memory("malloc", size) ? nullptr : count_memory(nullptr, __real_malloc(size));
 }
 
 void *__real_calloc(size_t count, size_t size);
 void *__wrap_calloc(size_t count, size_t size)
 {
-    return no_memory("calloc", size) ? nullptr : count_memory(nullptr, __real_calloc(count, size), count * size);
+    return no_memory("calloc", size) ? nullptr : count_memory(nullptr, __real_calloc(count, size));
 }
 
 void *__real_realloc(void *memory, size_t size);
 void *__wrap_realloc(void *memory, size_t size)
 {
-    return no_memory("realloc", size) ? nullptr : count_memory(memory, __real_realloc(memory, size), size);
+    return no_memory("realloc", size) ? nullptr : count_memory(memory, __real_realloc(memory, size));
 }
 
 void __real_free(void *memory);
 void __wrap_free(void *memory)
 {
-    if (armed && memory != nullptr) {
-        the_gate.heap -= the_gate.memory[memory];
+    if (armed)
         the_gate.memory.erase(memory);
-    }
     __real_free(memory);
 }
 
@@ -320,7 +317,7 @@ char *app_get_data_path()
     if (the_gate.directory == nullptr || closed(MEMORY, "app_get_data_path", 0))
         return nullptr;
     const size_t size = strlen(the_gate.directory) + 1;
-    return static_cast<char *>(memcpy(count_memory(nullptr, __real_malloc(size), size), the_gate.directory, size));
+    return static_cast<char *>(memcpy(count_memory(nullptr, __real_malloc(size)), the_gate.directory, size));
 }
 
 int dlog_print(int priority, const char *tag, const char *format, ...)
@@ -355,7 +352,6 @@ void gate_on()
 {
     the_gate.calls = the_gate.system = the_gate.directories = 0;
     the_gate.dead = the_gate.fired = false;
-    the_gate.peak = 0;
     the_gate.trace.clear();
     the_gate.messages.clear();
     // Errors of the application's own, which the library must leave alone.
@@ -367,14 +363,12 @@ void gate_on()
 void gate_off()
 {
     armed = false;
-    the_gate.memory.erase(nullptr);
     ERR_get_error();
     gate_problems += ERR_get_error() != 0 ? "the error queue is not as it was\n" : "";
     gate_problems += !the_gate.memory.empty() ? "memory is left behind\n" : "";
     gate_problems += the_gate.files != 0 ? "a file is left open\n" : "";
     gate_problems += the_gate.contexts != 0 ? "a cipher context is left behind\n" : "";
     the_gate.memory.clear();
-    the_gate.heap = 0;
     the_gate.files = the_gate.contexts = 0;
 }
 

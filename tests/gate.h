@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -58,9 +59,7 @@ struct gate {
     int directories = 0;
     int files = 0;
     int contexts = 0;
-    std::map<void *, size_t> memory;
-    size_t heap = 0;
-    size_t peak = 0;
+    std::set<void *> memory;
     std::vector<std::string> trace;      // calls and the names of files that they are about
     std::vector<std::string> messages;   // "E function: text", the data directory as DIR
 };
