@@ -39,8 +39,8 @@ constexpr uint32_t LABEL_MAX = 32;
 /* No data space has a block of this number or a later one. */
 constexpr uint32_t BLOCK_LIMIT = 0x1000000;
 
-/* Which of a data space's files: a block by its number, or the header; with KEPT, the
- * previous version of that block. What would be that of the header is the sign. */
+/* One of a data space's files: the block of that number, or the header. A number with
+ * KEPT is the previous version of that block. HEADER with KEPT is the sign. */
 using file_id = uint32_t;
 constexpr file_id HEADER = 0x40000000;
 constexpr file_id KEPT = 0x80000000;
