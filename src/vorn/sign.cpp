@@ -94,14 +94,19 @@ int32_t vorn_read_sign(data_space *space)
     constexpr char rest[] = "/VORN_OLD_VORN_DATA__16777215";   // of the longest path that may be needed
     if (space->directory == nullptr || strlen(space->directory.get()) + strlen(space->label) + sizeof rest > PATH_ROOM)
         return 0;
+    int error = vorn_file_do(name_call::LSTAT, *space, SIGN);
+    if (error == EPERM || error == ENOSYS)
+        return 0;   // a sandbox forbids to look
+    space->standing = {};
+    if (error == ENOENT)
+        return 0;
     object_name name;
     vorn_name(name, space->label, SIGN);
     char text[TEXT_ROOM];
-    const int error = file_read_text(space->directory.get(), name, text);
-    if (error == EPERM || error == ENOSYS)
-        return 0;   // a sandbox forbids to look
-    space->standing = error == 0 ? parse(text) : sign{};
-    return error == 0 || error == ENOENT ? 0 : vorn_report("lstat", *space, SIGN, error);
+    error = error != 0 ? error : file_read_text(space->directory.get(), name, text);
+    if (error == 0)
+        space->standing = parse(text);
+    return error == 0 ? 0 : vorn_report("lstat", *space, SIGN, error);
 }
 
 int32_t vorn_make_sign(const data_space &space, sign *made)
