@@ -172,7 +172,7 @@ static bool label_add(struct labels *labels, const char *label)
         }
         labels->items = items;
     }
-    (void)strcpy(labels->items[used], label);
+    memcpy(labels->items[used], label, strlen(label) + 1);
     labels->count++;
     return true;
 }
