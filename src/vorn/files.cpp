@@ -9,7 +9,8 @@ int vorn_file_do(name_call call, const data_space &space, file_id id, file_id se
     object_name name;
     object_name other;
     vorn_name(name, space.label, id);
-    vorn_name(other, space.label, second);
+    if (call == name_call::LINK || call == name_call::RENAME)
+        vorn_name(other, space.label, second);
     return file_name_do(call, space.directory.get(), name, other, identity);
 }
 

@@ -91,8 +91,8 @@ int32_t vorn_read_sign(data_space *space)
     space->standing = {sign::IMPOSSIBLE};
     if (space->directory == nullptr)   // the platform may answer now: a sign must not be overlooked
         space->directory.reset(app_get_data_path());
-    // No name is longer than that of the next sign.
-    if (space->directory == nullptr || vorn_file_do(name_call::NOTHING, *space, NEXT_SIGN) != 0)
+    constexpr char rest[] = "/VORN_OLD_VORN_DATA__16777215";   // of the longest path that may be needed
+    if (space->directory == nullptr || strlen(space->directory.get()) + strlen(space->label) + sizeof rest > PATH_ROOM)
         return 0;
     object_name name;
     vorn_name(name, space->label, SIGN);

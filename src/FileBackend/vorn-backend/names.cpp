@@ -19,8 +19,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "FileBackend/vorn-backend/object_path.h"
-
 // Closes, and reports the error from before.
 static int close_after(int error, int file)
 {
@@ -69,8 +67,6 @@ static int result_of(name_call call, const char *path, const char *second, const
         return errno == 0 ? 0 : -1;
     case name_call::LSTAT:
         return look(path, identity);
-    case name_call::NOTHING:
-        break;
     }
     return 0;
 }

@@ -12,6 +12,8 @@
 
 #include <cstdint>
 
+#include "FileBackend/vorn-backend/object_path.h"
+
 /* Room for a text with its NUL. */
 constexpr uint32_t TEXT_ROOM = 48;
 
@@ -30,7 +32,6 @@ enum class name_call {
     SYMLINK,     // makes a symbolic link to a text
     TEXT_FILE,   // makes a file with a text, which is then on storage
     LSTAT,       // looks at the name itself, not at what a symbolic link there leads to
-    NOTHING,     // sees that the path is not too long
 };
 
 /* `other` is the second name, or the text; `identity` becomes what LSTAT sees. */
