@@ -74,6 +74,17 @@ struct result {
     int reason;
 };
 
+// H, S, B1 and O1 are the header, its sign, a block and its kept version.
+std::string full_name(const std::string &name)
+{
+    const std::string number = name.substr(1);
+    return name == "H"      ? "VORN_HDR_a"
+           : name == "S"    ? "VORN_OLD_VORN_HDR_a"
+           : name[0] == 'B' ? "VORN_DATA_a_" + number
+           : name[0] == 'O' ? "VORN_OLD_VORN_DATA_a_" + number
+                            : name;
+}
+
 class Cases : public DataDirectory {
 protected:
     // "600 NAME=KIND:VALUE ..."
@@ -85,13 +96,13 @@ protected:
         for (size_t i = 1; i < words.size(); ++i) {
             const size_t is = words[i].find('=');
             const size_t colon = words[i].find(':');
+            const std::string name = full_name(words[i].substr(0, is));
             const std::string kind = words[i].substr(is + 1, colon - is - 1);
-            const std::string value = words[i].substr(colon + 1);
-            wanted[words[i].substr(0, is)] = object(kind, value);
+            wanted[name] = object(kind, words[i].substr(colon + 1));
             if (kind == "absent")
-                wanted.erase(words[i].substr(0, is));
+                wanted.erase(name);
             if (kind == "sparse")
-                sparse = words[i].substr(0, is);
+                sparse = name;
         }
         start(wanted);
         EXPECT_TRUE(sparse.empty() || truncate(path(sparse).c_str(), 2147483647) == 0);

@@ -85,7 +85,7 @@ TEST_F(DataSpace, StoresAsItSays)
 // known, one flush of the directory before the first of them that matters.
 TEST_F(DataSpace, TakesFewSystemCalls)
 {
-    const auto count = [&](const call &what, long file_system) {
+    const auto count = [&](const call &what, uint32_t file_system) {
         const std::string block = text(4096);
         start({{"VORN_HDR_a", seal(header_image(4096, 0, 8192))},
                {"VORN_DATA_a_0", seal(block)},
@@ -97,7 +97,7 @@ TEST_F(DataSpace, TakesFewSystemCalls)
     EXPECT_LE(count({call::READ, 0, 4096}, TMPFS), 11);
     EXPECT_LE(count({call::WRITE, 8192, 4096}, TMPFS), 19);
     EXPECT_LE(count({call::WRITE, 100, 50}, TMPFS), 20);
-    for (const long unordered : {long{BTRFS}, long{F2FS}, long{STRANGE}})
+    for (const uint32_t unordered : {BTRFS, F2FS, STRANGE})
         for (const call &what : {call{call::WRITE, 100, 5000}, call{call::REMOVE}, call{call::CREATE, 512, 1}}) {
             count(what, unordered);
             const auto is = [](const char *begin) {

@@ -151,7 +151,6 @@ extern "C" {
 
 #define GATED(kind, error, failed, type, name, parameters, arguments, ...)                              \
     type __real_##name parameters;                                                                      \
-    type __wrap_##name parameters;                                                                      \
     type __wrap_##name parameters                                                                       \
     {                                                                                                   \
         const char *call = strstr(#name, "lstat") != nullptr ? "lstat" : #name;                         \
@@ -170,19 +169,17 @@ GATED(CHANGE, EIO, -1, int, link, (const char *from, const char *to), (from, to)
 GATED(CHANGE, EIO, -1, int, rename, (const char *from, const char *to), (from, to), from, to)
 GATED(CHANGE, EIO, -1, int, symlink, (const char *to, const char *path), (to, path), path)
 GATED(CHANGE, EIO, -1, int, mknod, (const char *path, mode_t mode, dev_t device), (path, mode, device), path)
-GATED(CRYPTO, 0, 0, int, EVP_EncryptInit_ex,
-      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i),
-      (c, t, e, k, i))
-GATED(CRYPTO, 0, 0, int, EVP_DecryptInit_ex,
-      (EVP_CIPHER_CTX * c, const EVP_CIPHER *t, ENGINE *e, const unsigned char *k, const unsigned char *i),
-      (c, t, e, k, i))
-GATED(CRYPTO, 0, 0, int, EVP_EncryptUpdate,
-      (EVP_CIPHER_CTX * c, unsigned char *o, int *l, const unsigned char *i, int n), (c, o, l, i, n))
-GATED(CRYPTO, 0, 0, int, EVP_DecryptUpdate,
-      (EVP_CIPHER_CTX * c, unsigned char *o, int *l, const unsigned char *i, int n), (c, o, l, i, n))
-GATED(CRYPTO, 0, 0, int, EVP_EncryptFinal_ex, (EVP_CIPHER_CTX * c, unsigned char *o, int *l), (c, o, l))
-GATED(CHECK, 0, 0, int, EVP_DecryptFinal_ex, (EVP_CIPHER_CTX * c, unsigned char *o, int *l), (c, o, l))
-GATED(CRYPTO, 0, nullptr, unsigned char *, SHA256, (const unsigned char *d, size_t n, unsigned char *o), (d, n, o))
+#define CIPHER_CALL(kind, name, parameters, arguments) GATED(kind, 0, 0, int, name, parameters, arguments)
+using cipher = EVP_CIPHER_CTX *;
+using in = const unsigned char *;
+using out = unsigned char *;
+CIPHER_CALL(CRYPTO, EVP_EncryptInit_ex, (cipher c, const EVP_CIPHER *t, ENGINE *e, in k, in i), (c, t, e, k, i))
+CIPHER_CALL(CRYPTO, EVP_DecryptInit_ex, (cipher c, const EVP_CIPHER *t, ENGINE *e, in k, in i), (c, t, e, k, i))
+CIPHER_CALL(CRYPTO, EVP_EncryptUpdate, (cipher c, out o, int *l, in i, int n), (c, o, l, i, n))
+CIPHER_CALL(CRYPTO, EVP_DecryptUpdate, (cipher c, out o, int *l, in i, int n), (c, o, l, i, n))
+CIPHER_CALL(CRYPTO, EVP_EncryptFinal_ex, (cipher c, out o, int *l), (c, o, l))
+CIPHER_CALL(CHECK, EVP_DecryptFinal_ex, (cipher c, out o, int *l), (c, o, l))
+GATED(CRYPTO, 0, nullptr, out, SHA256, (in d, size_t n, out o), (d, n, o))
 
 uint32_t __real_sd_read_record(const sd_table *, uint32_t, const uint8_t **, uint32_t *) asm("__real_" READ_RECORD);
 uint32_t __wrap_sd_read_record(const sd_table *table, uint32_t id, const uint8_t **stored,
@@ -194,7 +191,6 @@ uint32_t __wrap_sd_read_record(const sd_table *table, uint32_t id, const uint8_t
 
 #define OPEN(name)                                                                  \
     int __real_##name(const char *path, int flags, ...);                            \
-    int __wrap_##name(const char *path, int flags, ...);                            \
     int __wrap_##name(const char *path, int flags, ...)                             \
     {                                                                               \
         va_list arguments;                                                          \
@@ -222,7 +218,6 @@ int __wrap_close(int file)
 
 #define STATFS(name)                                                                                  \
     int __real_##name(const char *path, struct name *about);                                          \
-    int __wrap_##name(const char *path, struct name *about);                                          \
     int __wrap_##name(const char *path, struct name *about)                                           \
     {                                                                                                 \
         return closed(LOOK, "statfs", EIO, path) ? -1 : fake_type(__real_##name(path, about), about); \
@@ -269,23 +264,16 @@ ssize_t __wrap_write(int file, const void *bytes, size_t count)
     return torn < ZEROS || the_gate.dead ? __real_write(file, piece.data(), piece.size()) : -1;
 }
 
-void *__real_malloc(size_t size);
-void *__wrap_malloc(size_t size)
-{
-    return no_memory("malloc", size) ? nullptr : count_memory(nullptr, __real_malloc(size));
-}
+#define ALLOCATES(name, parameters, arguments, was, size)                                     \
+    void *__real_##name parameters;                                                           \
+    void *__wrap_##name parameters                                                            \
+    {                                                                                         \
+        return no_memory(#name, size) ? nullptr : count_memory(was, __real_##name arguments); \
+    }
 
-void *__real_calloc(size_t count, size_t size);
-void *__wrap_calloc(size_t count, size_t size)
-{
-    return no_memory("calloc", size) ? nullptr : count_memory(nullptr, __real_calloc(count, size));
-}
-
-void *__real_realloc(void *memory, size_t size);
-void *__wrap_realloc(void *memory, size_t size)
-{
-    return no_memory("realloc", size) ? nullptr : count_memory(memory, __real_realloc(memory, size));
-}
+ALLOCATES(malloc, (size_t size), (size), nullptr, size)
+ALLOCATES(calloc, (size_t count, size_t size), (count, size), nullptr, size)
+ALLOCATES(realloc, (void *memory, size_t size), (memory, size), memory, size)
 
 void __real_free(void *memory);
 void __wrap_free(void *memory)

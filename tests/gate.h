@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cerrno>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <set>
@@ -18,7 +19,7 @@ enum call_kind { LOOK = 1, CHANGE = 2, MEMORY = 4, CRYPTO = 8, CHECK = 16, FILES
 // Ways in which a write falls short of what was asked.
 enum tear { NOTHING, ONE_BYTE, HALF, ALL_BUT_16, ZEROS, FLIPPED, TEARS };
 
-enum file_system : long { TMPFS = 0x01021994, BTRFS = 0x9123683E, F2FS = 0xF2F52010, STRANGE = 0x5747 };
+enum file_system : uint32_t { TMPFS = 0x01021994, BTRFS = 0x9123683E, F2FS = 0xF2F52010, STRANGE = 0x5747 };
 
 // How the calls of the library are disturbed: call number `trip` of those that
 // count fails, and `span` - 1 after it; or the program dies before it.
@@ -38,7 +39,7 @@ struct machine {
     const char *name = "links";
     bool whole = true;                         // a call is all or nothing
     std::map<std::string, int> refused = {};   // calls that always fail; "open sign": those on a sign
-    long file_system = TMPFS;
+    uint32_t file_system = TMPFS;
     bool full = false;
 };
 

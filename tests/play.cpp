@@ -28,6 +28,8 @@ std::string object(dice *roll)
     std::string bytes(roll->number(11), '\0');
     std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(roll->below(256)); });
     const uint32_t kind = roll->below(6);
+    if (!bytes.empty())
+        bytes[0] = static_cast<char>(bytes[0] | 0x40);   // no "-> "
     return kind == 0 ? bytes : kind == 1 ? encrypt(bytes) : kind == 2 ? seal(header(roll)) : seal(bytes);
 }
 

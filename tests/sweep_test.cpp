@@ -46,7 +46,7 @@ const operation operations[] = {
     {there(0), {call::WRITE, 0, 700}},
     {there(700), {call::WRITE, 700, 1300}},
     {there(1024), {call::WRITE, 1024, 5}},
-    {there(2000), {call::WRITE, 100, 1200}},
+    {there(2000), {call::WRITE, 100, 1436}},
     {there(700), {call::WRITE, 100, 50}},
     {there(700), {call::WRITE, 100, 1100}},
     {there(700), {call::REMOVE}},
