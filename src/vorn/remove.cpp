@@ -61,7 +61,7 @@ static int32_t remove_objects(const data_space &space, bool has_header)
     const int32_t removed = remove_header(space);
     const int reason = errno;
     if (removed == 0 && (standing.kind == sign::WRITE || standing.kind == sign::EACH))
-        all_gone = vorn_clear_range(space, KEPT | standing.first, KEPT | (standing.last + 1)) && all_gone;
+        all_gone &= vorn_clear_range(space, KEPT | standing.first, KEPT | (standing.last + 1));
     const bool is_over = removed == 0 && all_gone && can_sign && standing.kind != sign::FOREIGN;
     // Where the sign stays, the next load drops it.
     if (is_over)

@@ -76,11 +76,11 @@ int file_name_do(name_call call, const char *directory, const char *name, const 
     char path[PATH_ROOM];
     char second[PATH_ROOM];
     const bool has_second = call == name_call::LINK || call == name_call::RENAME;
-    if (!set_object_path(path, directory, name) || (has_second && !set_object_path(second, directory, other)))
-        return ENAMETOOLONG;
-    if (result_of(call, path, second, other, inode) == 0 || (call == name_call::UNLINK && errno == ENOENT))
+    const bool fits =
+        set_object_path(path, directory, name) && (!has_second || set_object_path(second, directory, other));
+    if (fits && result_of(call, path, second, other, inode) == 0)
         return 0;
-    return errno;
+    return call == name_call::UNLINK && errno == ENOENT ? 0 : errno;
 }
 
 int file_read_text(const char *directory, const char *name, char (&text)[TEXT_ROOM])
@@ -88,9 +88,7 @@ int file_read_text(const char *directory, const char *name, char (&text)[TEXT_RO
     char path[PATH_ROOM];
     struct stat status;
     memset(text, 0, sizeof text);
-    if (!set_object_path(path, directory, name))
-        return ENAMETOOLONG;
-    if (lstat(path, &status) != 0)
+    if (!set_object_path(path, directory, name) || lstat(path, &status) != 0)
         return errno;
     if (S_ISLNK(status.st_mode))
         return readlink(path, text, sizeof text - 1) < 0 ? errno : 0;
