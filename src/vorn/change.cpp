@@ -137,7 +137,7 @@ void vorn_take_back(write_change *change, file_id id, file_id kept, bool has_rem
     const bool is_linked = change->made.kind == sign::WRITE;
     int error = is_linked ? vorn_file_do(name_call::LINK, space, kept, id) : vorn_file_do(name_call::LSTAT, space, id);
     if (!is_linked)   // rename would replace what stands there
-        error = error == ENOENT ? vorn_file_do(name_call::RENAME, space, kept, id) : EEXIST;
+        error = error == ENOENT ? vorn_file_do(name_call::RENAME, space, kept, id) : error == 0 ? EEXIST : error;
     if (error == 0)
         return;
     change->lost = true;

@@ -32,19 +32,18 @@ static int32_t begin_creation(data_space *space, bool is_absent, sign *made)
 // Stores the header of a new data space.
 NOT_INLINED static int32_t store_header(data_space *space, bool is_absent, uint32_t block_size, uint32_t flags)
 {
-    data_space_header header = {};
-    header.block_size = block_size;
-    header.flags = flags;
-    const owned<unsigned char> copy(static_cast<unsigned char *>(malloc(sizeof header)));
-    if (copy == nullptr)
+    const owned<data_space_header> header(static_cast<data_space_header *>(malloc(sizeof(data_space_header))));
+    if (header == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
-    memcpy(copy.get(), &header, sizeof header);
+    memset(header.get(), 0, sizeof(data_space_header));
+    header.get()->block_size = block_size;
+    header.get()->flags = flags;
     sign made;
     if (begin_creation(space, is_absent, &made) != 0)
         return -1;
     object_name name;
     vorn_name(name, space->label, HEADER);
-    const int32_t status = backend_save_data(name, {copy.get(), sizeof header});
+    const int32_t status = backend_save_data(name, vorn_bytes_of(header.get()));
     const int reason = errno;
     if (status != 0)
         LOG_ERROR("backend_save_data for %s failed (%d)", name, status);

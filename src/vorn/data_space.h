@@ -54,6 +54,12 @@ void vorn_name(object_name &name, const char *label, file_id id);
 bool vorn_label_is_valid(const char *label);
 bool vorn_block_size_is_valid(uint32_t block_size);
 
+/* The header as the bytes of an object. */
+inline backend_buffer vorn_bytes_of(data_space_header *header)
+{
+    return {reinterpret_cast<unsigned char *>(header), sizeof *header};
+}
+
 /* Number of blocks that the header counts. */
 uint32_t vorn_block_count(const data_space_header &header);
 

@@ -118,7 +118,8 @@ void settle_block(settling *call, uint32_t index)
 {
     if (!stands(call, KEPT | index))
         return;
-    const bool is_done = call->is_complete && is_good(call, index);
+    // Of a complete write that keeps all, what is kept may be stale: it began no further.
+    const bool is_done = call->is_complete && (call->is.kind == sign::WRITE || is_good(call, index));
     if (!is_done && call->fault == 0 && is_good(call, KEPT | index))
         put_back(call, KEPT | index, index);
     // rename leaves two names of one file.
@@ -159,6 +160,7 @@ bool settle(settling *call)
         return true;
     case sign::REMOVAL:
         clear(call, 0, call->is.last);
+        clear(call, KEPT, KEPT | (call->is.last + 1));   // of a write whose sign was replaced
         delete_header(call);
         return true;
     case sign::WRITE:

@@ -52,36 +52,49 @@ bool is_final(int error)
     return error == EEXIST || error == EIO || error == ENOSPC || error == EDQUOT || error == ENOMEM || error == EINTR;
 }
 
-// The call that was tried last, and the error that it ended with.
+// The call that was tried last, the name, and the error that it ended with.
 struct attempt {
     const char *call;
+    file_id id;
     int error;
 };
+
+// Makes the text under another name first: a sign is never seen half made, and takes
+// the place of another at once.
+attempt make_aside(const data_space &space, const char *text)
+{
+    object_name name;
+    vorn_name(name, space.label, NEXT_SIGN);
+    const char *const directory = space.directory.get();
+    int error = file_name_do(name_call::UNLINK, directory, name, nullptr);
+    if (error != 0)
+        return {"unlink", NEXT_SIGN, error};
+    error = file_name_do(name_call::SYMLINK, directory, name, text);
+    if (error != 0 && !is_final(error))
+        error = file_name_do(name_call::TEXT_FILE, directory, name, text);
+    if (error != 0)
+        return {"open", NEXT_SIGN, error};
+    error = vorn_file_do(name_call::RENAME, space, NEXT_SIGN, SIGN);
+    if (error != 0)
+        vorn_clear(space, NEXT_SIGN);
+    return {"rename", NEXT_SIGN, error};
+}
 
 attempt try_to_make(const data_space &space, const sign &made)
 {
     const bool replaces = made.kind == sign::REMOVAL && space.standing.is_ours();
     if (space.standing.kind != sign::NONE && !replaces)
-        return {"symlink", EEXIST};
+        return {made.kind == sign::CREATION ? "mknod" : "symlink", SIGN, EEXIST};
     if (made.kind == sign::CREATION)
-        return {"mknod", vorn_file_do(name_call::MKNOD, space, SIGN)};
-    const char *const directory = space.directory.get();
+        return {"mknod", SIGN, vorn_file_do(name_call::MKNOD, space, SIGN)};
     char text[TEXT_ROOM];
-    object_name name;
     write_text(made, text);
+    if (replaces)
+        return make_aside(space, text);
+    object_name name;
     vorn_name(name, space.label, SIGN);
-    int error = replaces ? ENOSYS : file_name_do(name_call::SYMLINK, directory, name, text);
-    if (error == 0 || is_final(error))
-        return {"symlink", error};
-    // Made under another name first, a sign is never seen half made.
-    vorn_name(name, space.label, NEXT_SIGN);
-    (void)file_name_do(name_call::UNLINK, directory, name, nullptr);   // where it stays, the next call fails
-    error = file_name_do(name_call::SYMLINK, directory, name, text);
-    if (error != 0 && !is_final(error))
-        error = file_name_do(name_call::TEXT_FILE, directory, name, text);
-    if (error != 0)
-        return {"open", error};
-    return {"rename", vorn_file_do(name_call::RENAME, space, NEXT_SIGN, SIGN)};
+    const int error = file_name_do(name_call::SYMLINK, space.directory.get(), name, text);
+    return error == 0 || is_final(error) ? attempt{"symlink", SIGN, error} : make_aside(space, text);
 }
 
 }   // namespace
@@ -95,18 +108,21 @@ int32_t vorn_read_sign(data_space *space)
     if (space->directory == nullptr || strlen(space->directory.get()) + strlen(space->label) + sizeof rest > PATH_ROOM)
         return 0;
     int error = vorn_file_do(name_call::LSTAT, *space, SIGN);
-    if (error == EPERM || error == ENOSYS)
-        return 0;   // a sandbox forbids to look
+    if (error == EPERM || error == ENOSYS || error == EACCES || error == ENOTDIR)
+        return 0;   // nothing can be looked at here
     space->standing = {};
     if (error == ENOENT)
         return 0;
     object_name name;
     vorn_name(name, space->label, SIGN);
     char text[TEXT_ROOM];
-    error = error != 0 ? error : file_read_text(space->directory.get(), name, text);
-    if (error == 0)
-        space->standing = parse(text);
-    return error == 0 ? 0 : vorn_report("lstat", *space, SIGN, error);
+    if (error != 0)
+        return vorn_report("lstat", *space, SIGN, error);
+    error = file_read_text(space->directory.get(), name, text);
+    if (error != 0)
+        return vorn_report("readlink", *space, SIGN, error);
+    space->standing = parse(text);
+    return 0;
 }
 
 int32_t vorn_make_sign(const data_space &space, sign *made)
@@ -115,7 +131,7 @@ int32_t vorn_make_sign(const data_space &space, sign *made)
     if (tried.error == 0)
         return 0;
     if (!is_impossible(tried.error))
-        return vorn_report(tried.call, space, SIGN, tried.error);
+        return vorn_report(tried.call, space, tried.id, tried.error);
     made->kind = sign::IMPOSSIBLE;
     return 0;
 }
@@ -124,7 +140,8 @@ int32_t vorn_make_lone_sign(const data_space &space, sign *made)
 {
     if (vorn_make_sign(space, made) != 0)
         return -1;
-    if (made->kind == sign::IMPOSSIBLE || file_system_of(space.directory.get()).is_ordered || vorn_flush(space) == 0)
+    // Also without a sign: that of an earlier removal must not come back.
+    if (file_system_of(space.directory.get()).is_ordered || vorn_flush(space) == 0)
         return 0;
     const int reason = errno;
     vorn_clear(space, SIGN);

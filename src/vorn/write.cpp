@@ -57,16 +57,15 @@ static int32_t store_piece(write_change *change, const block_walk &walk, const u
 NOT_INLINED static int32_t replace_header(write_change *change, uint32_t data_size)
 {
     const data_space &space = *change->space;
-    data_space_header header = space.header;
-    header.data_size = data_size;
-    const owned<unsigned char> copy(static_cast<unsigned char *>(malloc(sizeof header)));
+    const owned<data_space_header> copy(static_cast<data_space_header *>(malloc(sizeof(data_space_header))));
     if (copy == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
-    memcpy(copy.get(), &header, sizeof header);
+    memcpy(copy.get(), &space.header, sizeof space.header);
+    copy.get()->data_size = data_size;
     object_name name;
     vorn_name(name, space.label, HEADER);
     const file_id kept = KEPT | vorn_block_count(space.header);
-    const int32_t status = vorn_update_data(change, name, HEADER, kept, {copy.get(), sizeof header});
+    const int32_t status = vorn_update_data(change, name, HEADER, kept, vorn_bytes_of(copy.get()));
     return status == 0 ? 0 : FAILED(-1, errno, "Failed to update header block %s (%d)", name, status);
 }
 

@@ -95,11 +95,14 @@ int file_read_text(const char *directory, const char *name, char (&text)[TEXT_RO
     text[0] = '?';
     if (!S_ISREG(status.st_mode) || status.st_size >= int64_t{TEXT_ROOM})
         return 0;
-    text[0] = '\0';
     const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (file < 0)
         return errno;
-    return close_after(read(file, text, sizeof text - 1) < 0 ? errno : 0, file);
+    text[0] = '\0';
+    const int error = close_after(read(file, text, sizeof text - 1) < 0 ? errno : 0, file);
+    if (status.st_size > 0 && text[0] == '\0')
+        text[0] = '?';
+    return error;
 }
 
 int file_flush_directory(const char *directory)
