@@ -4,14 +4,14 @@
 
 #include "log.h"
 
-int vorn_file_do(name_call call, const data_space &space, file_id id, file_id second, file_identity *identity)
+int vorn_file_do(name_call call, const data_space &space, file_id id, file_id second, uint64_t *inode)
 {
     object_name name;
     object_name other;
     vorn_name(name, space.label, id);
     if (call == name_call::LINK || call == name_call::RENAME)
         vorn_name(other, space.label, second);
-    return file_name_do(call, space.directory.get(), name, other, identity);
+    return file_name_do(call, space.directory.get(), name, other, inode);
 }
 
 int32_t vorn_report(const char *call, const data_space &space, file_id id, int error, int priority)

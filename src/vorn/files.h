@@ -8,8 +8,7 @@
 #include "vorn/data_space.h"
 
 /* Makes a call on a file's name. Returns 0 or an errno value. */
-int vorn_file_do(name_call call, const data_space &space, file_id id, file_id second = 0,
-                 file_identity *identity = nullptr);
+int vorn_file_do(name_call call, const data_space &space, file_id id, file_id second = 0, uint64_t *inode = nullptr);
 
 /* Logs that a call on a file failed. Returns -1, with the error in errno. */
 int32_t vorn_report(const char *call, const data_space &space, file_id id, int error, int priority = DLOG_ERROR);

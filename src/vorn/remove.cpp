@@ -28,13 +28,13 @@ static uint32_t remove_counted_blocks(const char *label, uint32_t count)
 // consecutive numbers. Returns the number at which that ends.
 static uint32_t remove_found_blocks(const char *label)
 {
-    object_name name;
-    for (uint32_t i = 0; i < BLOCK_LIMIT; ++i) {
-        vorn_name(name, label, i);
+    uint32_t index = 0;
+    for (object_name name; index < BLOCK_LIMIT; ++index) {
+        vorn_name(name, label, index);
         if (backend_remove_alias(name) != 0)
-            return i;
+            break;
     }
-    return BLOCK_LIMIT;
+    return index;
 }
 
 static int32_t remove_header(const data_space &space)
@@ -61,7 +61,7 @@ static int32_t remove_objects(const data_space &space, bool has_header)
     const int32_t removed = remove_header(space);
     const int reason = errno;
     if (removed == 0 && (standing.kind == sign::WRITE || standing.kind == sign::EACH))
-        all_gone = vorn_clear_range(space, KEPT | standing.first, KEPT | (standing.last + 1)) && all_gone;
+        all_gone &= vorn_clear_range(space, KEPT | standing.first, KEPT | (standing.last + 1));
     const bool is_over = removed == 0 && all_gone && can_sign && standing.kind != sign::FOREIGN;
     // Where the sign stays, the next load drops it.
     if (is_over)

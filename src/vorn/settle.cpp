@@ -48,9 +48,9 @@ void delete_header(settling *call)
 }
 
 // Whether a file stands at the name.
-bool stands(settling *call, file_id id, file_identity *identity)
+bool stands(settling *call, file_id id, uint64_t *inode = nullptr)
 {
-    const int error = vorn_file_do(name_call::LSTAT, *call->space, id, 0, identity);
+    const int error = vorn_file_do(name_call::LSTAT, *call->space, id, 0, inode);
     expect_success(call, "lstat", id, error == ENOENT ? 0 : error);
     return error == 0;
 }
@@ -84,9 +84,8 @@ void put_back(settling *call, file_id kept, file_id id)
 bool find_header(settling *call)
 {
     const sign &is = call->is;
-    file_identity identity;
     if (call->status != 0) {
-        if (!is.grows || !stands(call, KEPT | is.last, &identity))
+        if (!is.grows || !stands(call, KEPT | is.last))
             return false;
         if (vorn_load_header(call->space, KEPT | is.last) != 0) {
             call->fault = is_fault(errno) ? errno : 0;
@@ -106,19 +105,18 @@ bool judge(settling *call)
 {
     const sign &is = call->is;
     const file_id teller = is.grows ? HEADER : is.last;
-    file_identity was;
-    file_identity now;
+    uint64_t was = 0;
+    uint64_t now = 0;
     if (is.kind == sign::EACH || !stands(call, KEPT | is.last, &was))
         return true;
-    if (!stands(call, teller, &now) || (was.device == now.device && was.inode == now.inode))
+    if (!stands(call, teller, &now) || was == now)
         return false;
     return is.grows ? call->status == 0 : is_good(call, teller);
 }
 
 void settle_block(settling *call, uint32_t index)
 {
-    file_identity identity;
-    if (!stands(call, KEPT | index, &identity))
+    if (!stands(call, KEPT | index))
         return;
     const bool is_done = call->is_complete && is_good(call, index);
     if (!is_done && call->fault == 0 && is_good(call, KEPT | index))

@@ -29,7 +29,7 @@ int32_t vorn_update_data(write_change *change, const char *name, file_id id, fil
         LOG_ERROR("backend_save_data for %s failed (%d)", name, saved);
         // Nothing is kept of what did not exist.
         vorn_take_back(change, id, removed == 0 ? kept : 0, file_has_remains(saved, reason));
-    } else if (removed == 0 && kept != 0 && change->made.kind == sign::EACH) {
+    } else if (kept != 0 && change->made.kind == sign::EACH) {
         change->lost = !vorn_clear(*change->space, kept) || change->lost;
     }
     return fail(saved, reason);

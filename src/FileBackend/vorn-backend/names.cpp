@@ -39,17 +39,17 @@ static int make_text_file(const char *path, const char *text)
     return error;
 }
 
-static int look(const char *path, file_identity *identity)
+static int look(const char *path, uint64_t *inode)
 {
     struct stat status;
     if (lstat(path, &status) != 0)
         return -1;
-    if (identity != nullptr)
-        *identity = {status.st_dev, status.st_ino};
+    if (inode != nullptr)
+        *inode = status.st_ino;
     return 0;
 }
 
-static int result_of(name_call call, const char *path, const char *second, const char *text, file_identity *identity)
+static int result_of(name_call call, const char *path, const char *second, const char *text, uint64_t *inode)
 {
     switch (call) {
     case name_call::LINK:
@@ -66,21 +66,21 @@ static int result_of(name_call call, const char *path, const char *second, const
         errno = make_text_file(path, text);
         return errno == 0 ? 0 : -1;
     case name_call::LSTAT:
-        return look(path, identity);
+        break;
     }
-    return 0;
+    return look(path, inode);
 }
 
-int file_name_do(name_call call, const char *directory, const char *name, const char *other, file_identity *identity)
+int file_name_do(name_call call, const char *directory, const char *name, const char *other, uint64_t *inode)
 {
     char path[PATH_ROOM];
     char second[PATH_ROOM];
     const bool has_second = call == name_call::LINK || call == name_call::RENAME;
-    if (!set_object_path(path, directory, name) || (has_second && !set_object_path(second, directory, other)))
-        return ENAMETOOLONG;
-    if (result_of(call, path, second, other, identity) == 0 || (call == name_call::UNLINK && errno == ENOENT))
+    const bool fits =
+        set_object_path(path, directory, name) && (!has_second || set_object_path(second, directory, other));
+    if (fits && result_of(call, path, second, other, inode) == 0)
         return 0;
-    return errno;
+    return call == name_call::UNLINK && errno == ENOENT ? 0 : errno;
 }
 
 int file_read_text(const char *directory, const char *name, char (&text)[TEXT_ROOM])
@@ -88,9 +88,7 @@ int file_read_text(const char *directory, const char *name, char (&text)[TEXT_RO
     char path[PATH_ROOM];
     struct stat status;
     memset(text, 0, sizeof text);
-    if (!set_object_path(path, directory, name))
-        return ENAMETOOLONG;
-    if (lstat(path, &status) != 0)
+    if (!set_object_path(path, directory, name) || lstat(path, &status) != 0)
         return errno;
     if (S_ISLNK(status.st_mode))
         return readlink(path, text, sizeof text - 1) < 0 ? errno : 0;

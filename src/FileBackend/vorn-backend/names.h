@@ -17,12 +17,6 @@
 /* Room for a text with its NUL. */
 constexpr uint32_t TEXT_ROOM = 48;
 
-/* Which file stands at a name. */
-struct file_identity {
-    uint64_t device;
-    uint64_t inode;
-};
-
 /* What can be done with a name. */
 enum class name_call {
     LINK,        // gives the file a second name
@@ -34,9 +28,9 @@ enum class name_call {
     LSTAT,       // looks at the name itself, not at what a symbolic link there leads to
 };
 
-/* `other` is the second name, or the text; `identity` becomes what LSTAT sees. */
-int file_name_do(name_call call, const char *directory, const char *name, const char *other,
-                 file_identity *identity = nullptr);
+/* `other` is the second name, or the text. `inode` becomes the number of what LSTAT
+ * sees; as all names are in one directory, it tells one file from another. */
+int file_name_do(name_call call, const char *directory, const char *name, const char *other, uint64_t *inode = nullptr);
 
 /* Reads a text. It is "?" where neither a symbolic link nor a small file stands. */
 int file_read_text(const char *directory, const char *name, char (&text)[TEXT_ROOM]);

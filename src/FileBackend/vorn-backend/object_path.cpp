@@ -2,6 +2,7 @@
 
 #include "FileBackend/vorn-backend/object_path.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
 
@@ -17,8 +18,10 @@ bool set_object_path(char (&path)[PATH_ROOM], const char *directory, const char 
     for (const char *part : parts) {
         const auto room = static_cast<size_t>(path + sizeof path - next);
         next = static_cast<char *>(memccpy(next, part, '\0', room));
-        if (next == nullptr)
+        if (next == nullptr) {
+            errno = ENAMETOOLONG;
             return false;
+        }
         --next;   // the next part begins where this one's NUL is
     }
     return true;
