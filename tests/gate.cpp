@@ -131,6 +131,13 @@ int fake_type(int result, About *about)
     return result;
 }
 
+// What a call is in the sources.
+const char *plain_name(const char *name)
+{
+    const bool is_lstat = strstr(name, "lstat") != nullptr || strstr(name, "lxstat") != nullptr;
+    return is_lstat ? "lstat" : strcmp(name, "__xmknod") == 0 ? "mknod" : name;
+}
+
 std::string torn_piece(const void *bytes, size_t count, int torn)
 {
     std::string piece(static_cast<const char *>(bytes), count);
@@ -153,14 +160,34 @@ extern "C" {
     type __real_##name parameters;                                                                      \
     type __wrap_##name parameters                                                                       \
     {                                                                                                   \
-        const char *call = strstr(#name, "lstat") != nullptr ? "lstat" : #name;                         \
+        const char *call = plain_name(#name);                                                           \
         return closed(kind, call, error __VA_OPT__(, ) __VA_ARGS__) ? failed : __real_##name arguments; \
     }
 
 GATED(LOOK, EIO, -1, off_t, lseek, (int file, off_t offset, int whence), (file, offset, whence))
+// Before glibc 2.33, lstat and mknod are inline functions. They call others, which
+// take the version of the structure.
+#if __GLIBC_PREREQ(2, 33)
 GATED(LOOK, EIO, -1, int, lstat, (const char *path, struct stat *about), (path, about), path)
-#ifndef __LP64__
+GATED(CHANGE, EIO, -1, int, mknod, (const char *path, mode_t mode, dev_t device), (path, mode, device), path)
+#else
+GATED(LOOK, EIO, -1, int, __lxstat, (int version, const char *path, struct stat *about), (version, path, about), path)
+GATED(CHANGE, EIO, -1, int, __xmknod, (int version, const char *path, mode_t mode, dev_t *device),
+      (version, path, mode, device), path)
+int __wrap_lstat(const char *path, struct stat *about)
+{
+    return __wrap___lxstat(_STAT_VER, path, about);
+}
+int __wrap_mknod(const char *path, mode_t mode, dev_t device)
+{
+    return __wrap___xmknod(_MKNOD_VER, path, mode, &device);
+}
+#endif
+#if !defined __LP64__ && __GLIBC_PREREQ(2, 34)
 GATED(LOOK, EIO, -1, int, __lstat64_time64, (const char *path, struct stat *about), (path, about), path)
+#elif !defined __LP64__
+GATED(LOOK, EIO, -1, int, __lxstat64, (int version, const char *path, struct stat64 *about), (version, path, about),
+      path)
 #endif
 GATED(LOOK, EIO, -1, ssize_t, readlink, (const char *path, char *to, size_t size), (path, to, size), path)
 GATED(CHANGE, EACCES, -1, int, unlink, (const char *path), (path), path)
@@ -168,7 +195,6 @@ GATED(CHANGE, EIO, -1, int, unlinkat, (int at, const char *path, int flags), (at
 GATED(CHANGE, EIO, -1, int, link, (const char *from, const char *to), (from, to), from, to)
 GATED(CHANGE, EIO, -1, int, rename, (const char *from, const char *to), (from, to), from, to)
 GATED(CHANGE, EIO, -1, int, symlink, (const char *to, const char *path), (to, path), path)
-GATED(CHANGE, EIO, -1, int, mknod, (const char *path, mode_t mode, dev_t device), (path, mode, device), path)
 #define CIPHER_CALL(kind, name, parameters, arguments) GATED(kind, 0, 0, int, name, parameters, arguments)
 using cipher = EVP_CIPHER_CTX *;
 using in = const unsigned char *;

@@ -4,6 +4,7 @@
 // every pair of steps, 30 (without it) about every thirtieth. Above 100, for slow
 // machines, there are fewer kinds of machines in all sweeps.
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <random>
