@@ -32,18 +32,19 @@ static int32_t begin_creation(data_space *space, bool is_absent, sign *made)
 // Stores the header of a new data space.
 NOT_INLINED static int32_t store_header(data_space *space, bool is_absent, uint32_t block_size, uint32_t flags)
 {
-    const owned<data_space_header> header(static_cast<data_space_header *>(malloc(sizeof(data_space_header))));
-    if (header == nullptr)
+    data_space_header header = {};
+    header.block_size = block_size;
+    header.flags = flags;
+    const owned<data_space_header> copy(static_cast<data_space_header *>(malloc(sizeof header)));
+    if (copy == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
-    memset(header.get(), 0, sizeof(data_space_header));
-    header.get()->block_size = block_size;
-    header.get()->flags = flags;
+    memcpy(copy.get(), &header, sizeof header);
     sign made;
     if (begin_creation(space, is_absent, &made) != 0)
         return -1;
     object_name name;
     vorn_name(name, space->label, HEADER);
-    const int32_t status = backend_save_data(name, vorn_bytes_of(header.get()));
+    const int32_t status = backend_save_data(name, vorn_bytes_of(copy.get()));
     const int reason = errno;
     if (status != 0)
         LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
