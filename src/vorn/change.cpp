@@ -1,6 +1,7 @@
 #include "vorn/change.h"
 
 #include "FileBackend/vorn-backend/cipher.h"
+#include "fail.h"
 #include "vorn/files.h"
 
 namespace {
@@ -25,62 +26,54 @@ bool has_room(const write_change &change, const file_system &system)
 bool drop_all(const write_change &change, uint32_t end)
 {
     const bool keeps_all = change.made.kind == sign::WRITE;
-    return (!keeps_all || vorn_clear_range(*change.space, KEPT | change.made.first, KEPT | end)) &&
-           vorn_clear(*change.space, SIGN);
+    return (!keeps_all || vorn_clear_range(change.space, KEPT | change.made.first, KEPT | end)) &&
+           vorn_clear(change.space, SIGN);
 }
 
-bool is_grave(int error)
+// Gives an object its second name. A missing object is left out. What stands in the way
+// belongs to no sign. It goes, also where the object is missing.
+int keep(data_space *space, file_id id, file_id kept)
 {
-    return error == EIO || error == ENOSPC || error == EDQUOT || error == ENOMEM || error == EEXIST;
+    const int error = vorn_try(space, name_call::LINK, id, kept);
+    if (error != ENOENT && error != EEXIST)
+        return error;
+    const int stale = vorn_try(space, name_call::UNLINK, kept);
+    return stale != 0 || error == ENOENT ? stale : vorn_try(space, name_call::LINK, id, kept);
 }
 
-enum class keeping { DONE, REFUSED, NO_LINKS };
-
-// Gives an object its second name.
-keeping keep(write_change *change, file_id id, file_id kept)
+// Keeps the counted blocks of the range, and last the teller; or nothing. Where links are
+// refused, the sign becomes one of kind EACH. Returns 0 or -1.
+int32_t keep_all(write_change *change)
 {
-    const data_space &space = *change->space;
-    int error = vorn_file_do(name_call::LINK, space, id, kept);
-    if (error == ENOENT && vorn_file_do(name_call::LSTAT, space, id) != ENOENT)
-        return keeping::NO_LINKS;
-    if (error == ENOENT || error == EEXIST) {
-        // What stands there belongs to no sign. It goes, also where the object is missing.
-        change->reason = vorn_file_do(name_call::UNLINK, space, kept);
-        if (change->reason != 0) {
-            vorn_report("unlink", space, kept, change->reason);
-            return keeping::REFUSED;
-        }
-        error = error == ENOENT ? 0 : vorn_file_do(name_call::LINK, space, id, kept);
-    }
-    if (!is_grave(error))
-        return error == 0 ? keeping::DONE : keeping::NO_LINKS;
-    change->reason = error;
-    vorn_report("link", space, kept, error);
-    return keeping::REFUSED;
-}
-
-// Keeps the counted blocks of the range, and last the teller; or nothing.
-keeping keep_all(write_change *change)
-{
-    for (uint32_t i = change->made.first; i <= change->made.last; ++i) {
-        const file_id id = i < change->made.last ? i : teller_of(change->made);
-        const keeping kept = keep(change, id, KEPT | i);
-        if (kept == keeping::DONE)
+    data_space *const space = change->space;
+    sign &made = change->made;
+    for (uint32_t i = made.first; i <= made.last; ++i) {
+        const int error = keep(space, i < made.last ? i : teller_of(made), KEPT | i);
+        if (error == 0)
             continue;
-        if (drop_all(*change, i))
-            return kept;
-        change->reason = change->reason != 0 ? change->reason : errno;
-        return keeping::REFUSED;
+        const bool is_grave = vorn_is_grave(error);
+        if (is_grave)
+            vorn_report(space, name_call::LINK, KEPT | i, error);
+        if (!drop_all(*change, i) || is_grave)
+            return fail(-1, is_grave ? error : errno);
+        made.kind = sign::EACH;
+        return vorn_make_sign(space, &made);
     }
-    return keeping::DONE;
+    return 0;
 }
 
-bool make_sign(write_change *change)
+// Makes the sign, and all that stands beside it before the first change.
+int32_t prepare(write_change *change, const file_system &system)
 {
-    if (vorn_make_sign(*change->space, &change->made) == 0)
-        return true;
-    change->reason = errno;
-    return false;
+    sign &made = change->made;
+    made.kind = system.is_sound && has_room(*change, system) ? sign::WRITE : sign::EACH;
+    if (vorn_make_sign(change->space, &made) != 0 || (made.kind == sign::WRITE && keep_all(change) != 0))
+        return -1;
+    if (system.is_ordered || made.kind == sign::IMPOSSIBLE || vorn_flush(change->space) == 0)
+        return 0;
+    const int reason = errno;
+    (void)drop_all(*change, made.last + 1);
+    return fail(-1, reason);
 }
 
 // Makes sure that no cut takes back the blocks that were stored, though the call did
@@ -89,59 +82,39 @@ bool commit(write_change *change)
 {
     // Without the teller's kept version, the next load goes on from what is there.
     const file_id kept = KEPT | change->made.last;
-    if (!vorn_clear(*change->space, kept))
+    if (!vorn_clear(change->space, kept))
         return false;
-    if (vorn_flush(*change->space) == 0)
+    if (vorn_flush(change->space) == 0)
         return true;
-    const int error = vorn_file_do(name_call::LINK, *change->space, teller_of(change->made), kept);
-    if (error != 0)
-        vorn_report("link", *change->space, kept, error);
+    (void)vorn_do(change->space, name_call::LINK, teller_of(change->made), kept);
     return false;
 }
 
 }   // namespace
 
-bool vorn_begin_write(write_change *change, uint32_t offset, uint32_t end)
+int32_t vorn_begin_write(write_change *change, uint32_t offset, uint32_t end)
 {
-    const data_space &space = *change->space;
+    data_space *const space = change->space;
+    const data_space_header &header = space->header;
     sign &made = change->made;
-    made.kind = sign::IMPOSSIBLE;
-    if (space.standing.kind == sign::IMPOSSIBLE)
-        return true;
-    made.first = offset / space.header.block_size;
-    made.grows = end > space.header.data_size;
-    made.last = made.grows ? vorn_block_count(space.header) : (end - 1) / space.header.block_size;
-    const file_system system = file_system_of(space.directory.get());
-    made.kind = system.is_sound && has_room(*change, system) ? sign::WRITE : sign::EACH;
-    if (!make_sign(change))
-        return false;
-    const keeping kept = made.kind == sign::WRITE ? keep_all(change) : keeping::DONE;
-    if (kept == keeping::NO_LINKS)
-        made.kind = sign::EACH;
-    if (kept == keeping::REFUSED || (kept == keeping::NO_LINKS && !make_sign(change)))
-        return false;
-    if (system.is_ordered || made.kind == sign::IMPOSSIBLE || vorn_flush(space) == 0)
-        return true;
-    change->reason = errno;
-    (void)drop_all(*change, made.last + 1);
-    return false;
+    if (space->standing.kind == sign::IMPOSSIBLE) {
+        made.kind = sign::IMPOSSIBLE;
+        return 0;
+    }
+    made.first = block_at(offset, header.block_size);
+    made.grows = end > header.data_size;
+    made.last = made.grows ? vorn_block_count(header) : block_at(end - 1, header.block_size);
+    return prepare(change, file_system_of(space->directory.get()));
 }
 
 void vorn_take_back(write_change *change, file_id id, file_id kept, bool has_remains)
 {
-    const data_space &space = *change->space;
-    const bool stays = has_remains && !vorn_clear(space, id);
-    change->lost = change->lost || stays;
-    if (stays || kept == 0 || change->made.kind == sign::IMPOSSIBLE)
+    const bool is_cleared = !has_remains || vorn_clear(change->space, id);
+    if (is_cleared && (kept == 0 || change->made.kind == sign::IMPOSSIBLE))
         return;
-    const bool is_linked = change->made.kind == sign::WRITE;
-    int error = is_linked ? vorn_file_do(name_call::LINK, space, kept, id) : vorn_file_do(name_call::LSTAT, space, id);
-    if (!is_linked)   // rename would replace what stands there
-        error = error == ENOENT ? vorn_file_do(name_call::RENAME, space, kept, id) : error == 0 ? EEXIST : error;
-    if (error == 0)
-        return;
-    change->lost = true;
-    vorn_report(is_linked ? "link" : "rename", space, kept, error);
+    const auto call = change->made.kind == sign::WRITE ? name_call::LINK : name_call::RENAME;
+    if (!is_cleared || vorn_do(change->space, call, kept, id) != 0)
+        change->lost = true;
 }
 
 bool vorn_end_write(write_change *change, uint32_t blocks, bool is_complete)

@@ -4,22 +4,23 @@
 #pragma once
 
 #include "vorn/data_space.h"
+#include "vorn/walk.h"
 
 struct write_change {
-    const data_space *space;
+    data_space *space;
     sign made;           // of kind WRITE, EACH or IMPOSSIBLE
     int reason = 0;      // of what first kept the call from doing all
     bool lost = false;   // an object lives at another name, or remains stay: the sign stays
 };
 
-/* Before the first block is loaded. `end` is the offset behind the last byte. Returns
- * false when the write must not begin. */
-bool vorn_begin_write(write_change *change, uint32_t offset, uint32_t end);
+/* Before the first block is loaded. `end` is the offset behind the last byte. Returns 0,
+ * or -1 when the write must not begin, with the reason in errno. */
+int32_t vorn_begin_write(write_change *change, uint32_t offset, uint32_t end);
 
-/* Replaces the object `id`, named `name`, whose previous version is kept at `kept`, 0
- * where none is. When that fails, the object holds what it held before, or it is lost.
- * Returns 0 or the backend's status. */
-int32_t vorn_update_data(write_change *change, const char *name, file_id id, file_id kept, backend_buffer bytes);
+/* Replaces an object, whose previous version is kept at `kept`, 0 where none is. When
+ * that fails, the object holds what it held before, or it is lost. Returns 0 or the
+ * backend's status, with the reason in errno. */
+int32_t vorn_update_data(write_change *change, file_id id, file_id kept, backend_buffer bytes);
 
 /* After the save of an object has failed: deletes its unfinished file, and brings the
  * previous version back where there is one. */

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "log.h"
-#include "small_stack.h"
 #include "vorn.h"
 #include "vorn/files.h"
 
@@ -11,47 +10,41 @@
 // name: the save will be refused, and a cut before must not make it remains.
 static int32_t begin_creation(data_space *space, bool is_absent, sign *made)
 {
-    const bool was_possible = space->standing.kind != sign::IMPOSSIBLE;
     if (vorn_read_sign(space) != 0)
         return -1;
-    const bool is_possible = space->standing.kind != sign::IMPOSSIBLE;
-    if (was_possible && !is_possible)   // nobody knows what stands there now
-        return vorn_report("lstat", *space, SIGN, EPERM);
-    const int error = is_possible ? vorn_file_do(name_call::LSTAT, *space, HEADER) : 0;
-    if (error == 0)
+    if (space->standing.kind == sign::IMPOSSIBLE)
         return 0;
+    const int error = vorn_do(space, name_call::LSTAT, HEADER);
     if (error != ENOENT)
-        return vorn_report("lstat", *space, HEADER, error);
+        return error == 0 ? 0 : -1;
     // A call of which nothing is left to be settled may have left its sign.
-    if (is_absent && space->standing.is_ours() && vorn_clear(*space, SIGN))
+    if (is_absent && space->standing.is_ours() && vorn_clear(space, SIGN))
         space->standing = {};
     made->kind = sign::CREATION;
-    return vorn_make_lone_sign(*space, made);
+    return vorn_make_lone_sign(space, made);
 }
 
 // Stores the header of a new data space.
-NOT_INLINED static int32_t store_header(data_space *space, bool is_absent, uint32_t block_size, uint32_t flags)
+static int32_t store_header(data_space *space, bool is_absent, uint32_t block_size, uint32_t flags)
 {
-    data_space_header header = {};
-    header.block_size = block_size;
-    header.flags = flags;
-    const owned<data_space_header> copy(static_cast<data_space_header *>(malloc(sizeof header)));
+    space->header = {};
+    space->header.block_size = block_size;
+    space->header.flags = flags;
+    const owned<data_space_header> copy(static_cast<data_space_header *>(malloc(sizeof space->header)));
     if (copy == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
-    memcpy(copy.get(), &header, sizeof header);
+    memcpy(copy.get(), &space->header, sizeof space->header);
     sign made;
     if (begin_creation(space, is_absent, &made) != 0)
         return -1;
-    object_name name;
-    vorn_name(name, space->label, HEADER);
-    const int32_t status = backend_save_data(name, vorn_bytes_of(copy.get()));
+    const int32_t status = backend_save_data(vorn_name(space, HEADER), vorn_bytes_of(copy.get()));
     const int reason = errno;
     if (status != 0)
-        LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
+        LOG_ERROR("backend_save_data for %s failed (%d)", space->name, status);
     const bool has_remains = file_has_remains(status, reason) && space->directory != nullptr;
-    const bool is_cleared = !has_remains || vorn_clear(*space, HEADER);
+    const bool is_cleared = !has_remains || vorn_clear(space, HEADER);
     if (made.kind == sign::CREATION && is_cleared)
-        vorn_clear(*space, SIGN);   // where it stays, the next load drops it
+        vorn_clear(space, SIGN);   // where it stays, the next load drops it
     return status == 0 ? fail(0, 0) : fail(-1, reason);
 }
 
@@ -68,7 +61,7 @@ int32_t vorn_create(const char *label, uint32_t block_size, uint32_t flags)
         if ((flags & VORN_CREATE_REPLACE) == 0)
             return FAILED(-EEXIST, EEXIST, "Data space with label %s alreay exists", label);
         if (space.standing.kind == sign::FOREIGN)
-            return vorn_report("mknod", space, SIGN, EEXIST);
+            return vorn_report(&space, name_call::MKNOD, SIGN, EEXIST);
         status = vorn_remove(label);
         reason = status == 0 ? ENOENT : errno;
         if (status != 0)

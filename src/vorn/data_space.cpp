@@ -3,16 +3,18 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "vorn/walk.h"
+
 // With snprintf an overwrite in memory takes four percent longer. With a valid label
 // the room suffices.
-void vorn_name(object_name &name, const char *label, file_id id)
+const char *vorn_name(data_space *space, file_id id)
 {
     // No label gives an object a name that begins like this.
-    char *next = stpcpy(name, (id & KEPT) != 0 ? "VORN_OLD_" : "");
+    char *next = stpcpy(space->name, (id & KEPT) != 0 ? "VORN_OLD_" : "");
     next = stpcpy(next, (id & HEADER) != 0 ? "VORN_HDR_" : "VORN_DATA_");
-    next = stpcpy(next, label);
+    next = stpcpy(next, space->label);
     if ((id & HEADER) != 0)
-        return;
+        return space->name;
     *next++ = '_';
     // The compiler's own division by ten takes 660 bytes on 32-bit ARM.
     uint32_t rest = id & ~KEPT;
@@ -26,6 +28,16 @@ void vorn_name(object_name &name, const char *label, file_id id)
             *next++ = digit;
     }
     *next = '\0';
+    return space->name;
+}
+
+int32_t vorn_load(data_space *space, file_id id)
+{
+    space->loaded.reset();
+    backend_buffer *record = nullptr;
+    const int32_t status = backend_get_data(vorn_name(space, id), &record, &space->directory);
+    space->loaded.reset(record);
+    return status;
 }
 
 bool vorn_label_is_valid(const char *label)
@@ -40,6 +52,6 @@ bool vorn_block_size_is_valid(uint32_t block_size)
 
 uint32_t vorn_block_count(const data_space_header &header)
 {
-    const uint32_t begun = header.data_size % header.block_size != 0 ? 1 : 0;
-    return header.data_size / header.block_size + begun;
+    const uint32_t whole = block_at(header.data_size, header.block_size);
+    return whole * header.block_size == header.data_size ? whole : whole + 1;
 }

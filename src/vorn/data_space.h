@@ -31,6 +31,8 @@ struct data_space {
     data_space_header header = {};
     sign standing;             // the sign that settling has found and not dropped
     bool is_deleted = false;   // settling has deleted the header object
+    loaded_object loaded;      // by vorn_load
+    char name[ALIAS_ROOM];     // by vorn_name
 };
 
 /* Longest label, in bytes without its NUL. */
@@ -47,9 +49,12 @@ constexpr file_id KEPT = 0x80000000;
 constexpr file_id SIGN = KEPT | HEADER;
 constexpr file_id NEXT_SIGN = KEPT | (BLOCK_LIMIT - 1);   // as no block has this number, nothing is kept there
 
-/* Forms a file's name. With a valid label it is never cut. */
-using object_name = char[ALIAS_ROOM];
-void vorn_name(object_name &name, const char *label, file_id id);
+/* Forms a file's name, which stands until the next one of the same data space. With a
+ * valid label it is never cut. */
+const char *vorn_name(data_space *space, file_id id);
+
+/* Loads an object, in place of the one before. Returns the backend's status. */
+int32_t vorn_load(data_space *space, file_id id);
 
 bool vorn_label_is_valid(const char *label);
 bool vorn_block_size_is_valid(uint32_t block_size);

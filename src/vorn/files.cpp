@@ -2,59 +2,63 @@
 
 #include "vorn/files.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "log.h"
 
-int vorn_file_do(name_call call, const data_space &space, file_id id, file_id second, uint64_t *inode)
+int vorn_try(data_space *space, name_call call, file_id id, file_id second, uint64_t *inode)
 {
-    object_name name;
-    object_name other;
-    vorn_name(name, space.label, id);
-    if (call == name_call::LINK || call == name_call::RENAME)
-        vorn_name(other, space.label, second);
-    return file_name_do(call, space.directory.get(), name, other, inode);
+    char other[ALIAS_ROOM];
+    strcpy(other, vorn_name(space, second));
+    return file_name_do(call, space->directory.get(), vorn_name(space, id), other, inode);
 }
 
-int32_t vorn_report(const char *call, const data_space &space, file_id id, int error, int priority)
+int vorn_do(data_space *space, name_call call, file_id id, file_id second, uint64_t *inode)
 {
-    object_name name;
-    vorn_name(name, space.label, id);
+    const int error = vorn_try(space, call, id, second, inode);
+    if (error != 0 && (call != name_call::LSTAT || error != ENOENT))
+        vorn_report(space, call, std::max(id, second), error);   // of two names, that of the kept version
+    return error;
+}
+
+int32_t vorn_report(data_space *space, name_call call, file_id id, int error)
+{
+    constexpr char calls[][8] = {"link", "rename", "unlink", "mknod", "symlink", "open", "lstat"};
+    // What cannot be deleted does not change a result, or the result is logged.
+    const auto priority = call == name_call::UNLINK ? DLOG_WARN : DLOG_ERROR;
+    vorn_name(space, id);
     errno = error;
-    VORN_LOG(priority, "%s for %s/%s failed : %m", call, space.directory.get(), name);
+    VORN_LOG(priority, "%s for %s/%s failed : %m", calls[static_cast<int>(call)], space->directory.get(), space->name);
     return fail(-1, error);
 }
 
-bool vorn_clear(const data_space &space, file_id id)
+bool vorn_clear(data_space *space, file_id id)
 {
-    const int error = vorn_file_do(name_call::UNLINK, space, id);
-    if (error != 0)
-        vorn_report("unlink", space, id, error, DLOG_WARN);
-    return error == 0;
+    return vorn_do(space, name_call::UNLINK, id) == 0;
 }
 
-bool vorn_clear_range(const data_space &space, file_id first, file_id end)
+bool vorn_clear_range(data_space *space, file_id first, file_id end)
 {
     bool all = true;
     while (end > first)
-        all = vorn_clear(space, --end) && all;
+        all &= vorn_clear(space, --end);
     return all;
 }
 
-bool vorn_find_end(const data_space &space, uint32_t *end)
+bool vorn_find_end(data_space *space, uint32_t *end)
 {
     int error = 0;
-    while (*end < BLOCK_LIMIT && (error = vorn_file_do(name_call::LSTAT, space, *end)) == 0)
+    while (*end < BLOCK_LIMIT && (error = vorn_do(space, name_call::LSTAT, *end)) == 0)
         ++*end;
-    if (error == 0 || error == ENOENT)
-        return true;
-    vorn_report("lstat", space, *end, error, DLOG_WARN);
-    return false;
+    return error == 0 || error == ENOENT;
 }
 
-int32_t vorn_flush(const data_space &space)
+int32_t vorn_flush(const data_space *space)
 {
-    const int error = file_flush_directory(space.directory.get());
+    const int error = file_flush_directory(space->directory.get());
     if (error == 0)
         return 0;
     errno = error;
-    return FAILED(-1, error, "fsync for %s failed : %m", space.directory.get());
+    return FAILED(-1, error, "fsync for %s failed : %m", space->directory.get());
 }

@@ -4,26 +4,29 @@
 #pragma once
 
 #include "FileBackend/vorn-backend/names.h"
-#include "platform/dlog.h"
 #include "vorn/data_space.h"
 
 /* Makes a call on a file's name. Returns 0 or an errno value. */
-int vorn_file_do(name_call call, const data_space &space, file_id id, file_id second = 0, uint64_t *inode = nullptr);
+int vorn_try(data_space *space, name_call call, file_id id, file_id second = 0, uint64_t *inode = nullptr);
+
+/* The same, and a failure is logged and left in errno. That LSTAT finds nothing is not
+ * logged. */
+int vorn_do(data_space *space, name_call call, file_id id, file_id second = 0, uint64_t *inode = nullptr);
 
 /* Logs that a call on a file failed. Returns -1, with the error in errno. */
-int32_t vorn_report(const char *call, const data_space &space, file_id id, int error, int priority = DLOG_ERROR);
+int32_t vorn_report(data_space *space, name_call call, file_id id, int error);
 
 /* Deletes what is no longer needed. Returns false, with a warning, when it stays; the
  * caller then keeps the sign, so that the next load of the header tries again. */
-bool vorn_clear(const data_space &space, file_id id);
+bool vorn_clear(data_space *space, file_id id);
 
 /* Clears the ids from `first` to `end` - 1. The last one goes first: where that is cut
  * short, no gap hides the others from the next time. */
-bool vorn_clear_range(const data_space &space, file_id first, file_id end);
+bool vorn_clear_range(data_space *space, file_id first, file_id end);
 
 /* Moves `end` behind the blocks that stand without a gap from there on. Returns false,
- * with a warning, where that cannot be seen. */
-bool vorn_find_end(const data_space &space, uint32_t *end);
+ * with a message, where that cannot be seen. */
+bool vorn_find_end(data_space *space, uint32_t *end);
 
 /* Brings what was done in the directory to storage. Returns 0 or -1. */
-int32_t vorn_flush(const data_space &space);
+int32_t vorn_flush(const data_space *space);

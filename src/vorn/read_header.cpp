@@ -8,20 +8,15 @@
 
 int32_t vorn_load_header(data_space *space, file_id id)
 {
-    object_name name;
-    vorn_name(name, space->label, id);
-    backend_buffer *record = nullptr;
-    const int32_t status = backend_get_data(name, &record, &space->directory);
+    const int32_t status = vorn_load(space, id);
     if (status != 0)
         return status;
-    const loaded_object loaded(record);
-    data_space_header candidate;
-    if (record->size != sizeof candidate)
+    const loaded_object loaded = std::move(space->loaded);
+    if (loaded.get()->size != sizeof space->header)
         return FAILED(-EIO, EBADMSG, "Invalid header size");
-    memcpy(&candidate, record->data, sizeof candidate);
-    if (!vorn_block_size_is_valid(candidate.block_size))
+    memcpy(&space->header, loaded.get()->data, sizeof space->header);
+    if (!vorn_block_size_is_valid(space->header.block_size))
         return FAILED(-EIO, EBADMSG, "Invalid block size");
-    space->header = candidate;
     return 0;
 }
 

@@ -8,17 +8,14 @@
 
 // Deletes the blocks that the header counts. Returns the number of the first one that
 // stays.
-static uint32_t remove_counted_blocks(const char *label, uint32_t count)
+static uint32_t remove_counted_blocks(data_space *space, uint32_t count)
 {
     uint32_t stays = count;
     for (uint32_t i = 0; i < count; ++i) {
-        object_name name;
-        vorn_name(name, label, i);
-        const int32_t status = backend_remove_alias(name);
-        if (status == 0)
-            continue;
-        LOG_WARNING("backend_remove_alias for %s failed (%d)", name, status);
-        if (status != BACKEND_ERR_ALIAS_STATE)
+        const int32_t status = backend_remove_alias(vorn_name(space, i));
+        if (status != 0)
+            LOG_WARNING("backend_remove_alias for %s failed (%d)", space->name, status);
+        if (status != 0 && status != BACKEND_ERR_ALIAS_STATE)
             stays = std::min(stays, i);
     }
     return stays;
@@ -26,37 +23,32 @@ static uint32_t remove_counted_blocks(const char *label, uint32_t count)
 
 // Without a header the number of blocks is not known: they are found by their
 // consecutive numbers. Returns the number at which that ends.
-static uint32_t remove_found_blocks(const char *label)
+static uint32_t remove_found_blocks(data_space *space)
 {
     uint32_t index = 0;
-    for (object_name name; index < BLOCK_LIMIT; ++index) {
-        vorn_name(name, label, index);
-        if (backend_remove_alias(name) != 0)
-            break;
-    }
+    while (index < BLOCK_LIMIT && backend_remove_alias(vorn_name(space, index)) == 0)
+        ++index;
     return index;
 }
 
-static int32_t remove_header(const data_space &space)
+static int32_t remove_header(data_space *space)
 {
-    object_name name;
-    vorn_name(name, space.label, HEADER);
-    const int32_t status = backend_remove_alias(name);
+    const int32_t status = backend_remove_alias(vorn_name(space, HEADER));
     return status == 0 ? 0 : WARNED(-1, errno, "backend_remove_alias failed (%d)", status);
 }
 
-static int32_t remove_objects(const data_space &space, bool has_header)
+static int32_t remove_objects(data_space *space, bool has_header)
 {
-    const sign &standing = space.standing;
+    const sign &standing = space->standing;
     const bool can_sign = standing.kind != sign::IMPOSSIBLE;
-    const uint32_t counted = has_header ? vorn_block_count(space.header) : 0;
+    const uint32_t counted = has_header ? vorn_block_count(space->header) : 0;
     uint32_t end = counted;
     // Blocks behind the counted ones are rare. Without a header, there is nothing else.
     const bool knows_end = can_sign && (vorn_find_end(space, &end) || has_header);
     // A removal goes on without a sign where none can be made.
     sign made = {sign::REMOVAL, 0, end};
     const bool has_sign = knows_end && vorn_make_lone_sign(space, &made) == 0 && made.kind == sign::REMOVAL;
-    const uint32_t stays = has_header ? remove_counted_blocks(space.label, counted) : remove_found_blocks(space.label);
+    const uint32_t stays = has_header ? remove_counted_blocks(space, counted) : remove_found_blocks(space);
     bool all_gone = stays >= end || vorn_clear_range(space, stays, end);
     const int32_t removed = remove_header(space);
     const int reason = errno;
@@ -84,5 +76,5 @@ int32_t vorn_remove(const char *label)
                     label, status);
         (void)vorn_read_sign(&space);   // again: one that stays would bring the data space back
     }
-    return remove_objects(space, status == 0);
+    return remove_objects(&space, status == 0);
 }

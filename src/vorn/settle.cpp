@@ -10,7 +10,6 @@ namespace {
 // A call to be settled, and what settling it has found out.
 struct settling {
     data_space *space;
-    sign is;
     int32_t status;   // with which the header was loaded
     int reason;
     bool is_complete = false;   // of a write
@@ -27,21 +26,12 @@ bool is_fault(int reason)
 // What stays is left for the next time.
 void clear(settling *call, file_id first, file_id end)
 {
-    call->all_cleared = vorn_clear_range(*call->space, first, end) && call->all_cleared;
-}
-
-// Sees to it that settling ends where a call on a file has failed.
-void expect_success(settling *call, const char *text, file_id id, int error)
-{
-    if (error == 0)
-        return;
-    call->fault = error;
-    vorn_report(text, *call->space, id, error);
+    call->all_cleared &= vorn_clear_range(call->space, first, end);
 }
 
 void delete_header(settling *call)
 {
-    expect_success(call, "unlink", HEADER, vorn_file_do(name_call::UNLINK, *call->space, HEADER));
+    call->fault = vorn_do(call->space, name_call::UNLINK, HEADER);
     call->space->is_deleted = call->fault == 0 && call->reason != ENOENT;
     call->status = -ENODATA;
     call->reason = ENOENT;
@@ -50,32 +40,43 @@ void delete_header(settling *call)
 // Whether a file stands at the name.
 bool stands(settling *call, file_id id, uint64_t *inode = nullptr)
 {
-    const int error = vorn_file_do(name_call::LSTAT, *call->space, id, 0, inode);
-    expect_success(call, "lstat", id, error == ENOENT ? 0 : error);
+    const int error = vorn_do(call->space, name_call::LSTAT, id, 0, inode);
+    call->fault = error == ENOENT ? 0 : error;
     return error == 0;
 }
 
 // Whether the object loads well.
 bool is_good(settling *call, file_id id)
 {
-    object_name name;
-    vorn_name(name, call->space->label, id);
-    backend_buffer *record = nullptr;
-    const int32_t status = backend_get_data(name, &record, nullptr);
+    const int32_t status = vorn_load(call->space, id);
     if (status != 0 && is_fault(errno))
         call->fault = errno;
-    const loaded_object release(record);
     return status == 0;
 }
 
-// The kept version takes its name back.
-void put_back(settling *call, file_id kept, file_id id)
+// Ends what is kept of an object: it takes its name back where it must, or it goes.
+void settle_object(settling *call, file_id id, file_id kept, bool goes_back)
 {
-    expect_success(call, "rename", kept, vorn_file_do(name_call::RENAME, *call->space, kept, id));
-    object_name name;
-    vorn_name(name, call->space->label, id);
+    if (goes_back) {
+        call->fault = vorn_do(call->space, name_call::RENAME, kept, id);
+        if (call->fault == 0)
+            LOG_WARNING("Going back to the previous version of %s", vorn_name(call->space, id));
+    }
+    // rename leaves two names of one file.
     if (call->fault == 0)
-        LOG_WARNING("Going back to the previous version of %s", name);
+        clear(call, kept, kept + 1);
+}
+
+void settle_block(settling *call, uint32_t index)
+{
+    const file_id kept = KEPT | index;
+    if (!stands(call, kept))
+        return;
+    // Of a complete write that keeps all, what is kept may be stale: it began no further.
+    const bool keeps_all = call->space->standing.kind == sign::WRITE;
+    const bool is_done = call->is_complete && (keeps_all || is_good(call, index));
+    if (call->fault == 0)
+        settle_object(call, index, kept, !is_done && is_good(call, kept));
 }
 
 // Finds the header that will stand, which is the kept one where none is good at its own
@@ -83,7 +84,7 @@ void put_back(settling *call, file_id kept, file_id id)
 // not ours.
 bool find_header(settling *call)
 {
-    const sign &is = call->is;
+    sign &is = call->space->standing;
     if (call->status != 0) {
         if (!is.grows || !stands(call, KEPT | is.last))
             return false;
@@ -95,7 +96,7 @@ bool find_header(settling *call)
     const uint32_t count = vorn_block_count(call->space->header);
     const bool is_ours = is.first <= is.last && (is.grows ? is.last <= count : is.last < count);
     if (!is_ours)
-        call->space->standing.kind = sign::FOREIGN;
+        is.kind = sign::FOREIGN;
     return is_ours;
 }
 
@@ -103,7 +104,7 @@ bool find_header(settling *call)
 // than the one that was kept, or nothing is kept of it any more.
 bool judge(settling *call)
 {
-    const sign &is = call->is;
+    const sign &is = call->space->standing;
     const file_id teller = is.grows ? HEADER : is.last;
     uint64_t was = 0;
     uint64_t now = 0;
@@ -114,22 +115,9 @@ bool judge(settling *call)
     return is.grows ? call->status == 0 : is_good(call, teller);
 }
 
-void settle_block(settling *call, uint32_t index)
-{
-    if (!stands(call, KEPT | index))
-        return;
-    // Of a complete write that keeps all, what is kept may be stale: it began no further.
-    const bool is_done = call->is_complete && (call->is.kind == sign::WRITE || is_good(call, index));
-    if (!is_done && call->fault == 0 && is_good(call, KEPT | index))
-        put_back(call, KEPT | index, index);
-    // rename leaves two names of one file.
-    if (call->fault == 0)
-        clear(call, KEPT | index, KEPT | (index + 1));
-}
-
 void settle_write(settling *call)
 {
-    const sign &is = call->is;
+    const sign &is = call->space->standing;
     call->is_complete = judge(call);
     const uint32_t blocks_end = is.grows ? is.last : is.last + 1;
     for (uint32_t i = is.first; i < blocks_end && call->fault == 0; ++i)
@@ -138,14 +126,10 @@ void settle_write(settling *call)
         return;
     const uint32_t counted = vorn_block_count(call->space->header);
     uint32_t end = counted;
-    call->all_cleared = vorn_find_end(*call->space, &end) && call->all_cleared;
+    call->all_cleared &= vorn_find_end(call->space, &end);
     clear(call, counted, end);
-    if (!is.grows)
-        return;
-    if (call->status != 0)
-        put_back(call, KEPT | is.last, HEADER);
-    if (call->fault == 0)
-        clear(call, KEPT | is.last, KEPT | (is.last + 1));
+    if (is.grows)
+        settle_object(call, HEADER, KEPT | is.last, call->status != 0);
     call->status = 0;
     call->reason = 0;
 }
@@ -153,14 +137,15 @@ void settle_write(settling *call)
 // Returns false where nothing is to be settled.
 bool settle(settling *call)
 {
-    switch (call->is.kind) {
+    const sign &is = call->space->standing;
+    switch (is.kind) {
     case sign::CREATION:
         if (call->status != 0)   // the creation's remains
             delete_header(call);
         return true;
     case sign::REMOVAL:
-        clear(call, 0, call->is.last);
-        clear(call, KEPT, KEPT | (call->is.last + 1));   // of a write whose sign was replaced
+        clear(call, 0, is.last);
+        clear(call, KEPT, KEPT | (is.last + 1));   // of a write whose sign was replaced
         delete_header(call);
         return true;
     case sign::WRITE:
@@ -178,17 +163,16 @@ bool settle(settling *call)
 
 int32_t vorn_settle(data_space *space, int32_t status, int reason)
 {
-    const int32_t read = vorn_read_sign(space);
     // No interruption leaves a good object that is not a header.
     if (status == -EIO || is_fault(reason))
         return fail(status, reason);
-    if (read != 0)
-        return read;
-    settling call = {space, space->standing, status, reason};
+    if (vorn_read_sign(space) != 0)
+        return -1;
+    settling call = {space, status, reason};
     const bool is_ours = settle(&call);
     if (call.fault != 0)
         return fail(-1, call.fault);
-    if (is_ours && call.all_cleared && vorn_clear(*space, NEXT_SIGN) && vorn_clear(*space, SIGN))
+    if (is_ours && call.all_cleared && vorn_clear(space, NEXT_SIGN) && vorn_clear(space, SIGN))
         space->standing = {};
     return fail(call.status, call.reason);
 }

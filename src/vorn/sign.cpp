@@ -46,58 +46,45 @@ bool is_impossible(int error)
            error == ENOENT || error == ENOTDIR;
 }
 
-// The errors that a text file would meet as well.
-bool is_final(int error)
-{
-    return error == EEXIST || error == EIO || error == ENOSPC || error == EDQUOT || error == ENOMEM || error == EINTR;
-}
-
-// The call that was tried last, the name, and the error that it ended with.
-struct attempt {
-    const char *call;
-    file_id id;
-    int error;
-};
-
 // Makes the text under another name first: a sign is never seen half made, and takes
 // the place of another at once.
-attempt make_aside(const data_space &space, const char *text)
+int make_aside(data_space *space, const char *text)
 {
-    object_name name;
-    vorn_name(name, space.label, NEXT_SIGN);
-    const char *const directory = space.directory.get();
-    int error = file_name_do(name_call::UNLINK, directory, name, nullptr);
+    const char *const directory = space->directory.get();
+    int error = vorn_try(space, name_call::UNLINK, NEXT_SIGN);
+    if (error == 0)
+        error = file_name_do(name_call::SYMLINK, directory, vorn_name(space, NEXT_SIGN), text);
+    if (error != 0 && !vorn_is_grave(error))
+        error = file_name_do(name_call::TEXT_FILE, directory, vorn_name(space, NEXT_SIGN), text);
     if (error != 0)
-        return {"unlink", NEXT_SIGN, error};
-    error = file_name_do(name_call::SYMLINK, directory, name, text);
-    if (error != 0 && !is_final(error))
-        error = file_name_do(name_call::TEXT_FILE, directory, name, text);
-    if (error != 0)
-        return {"open", NEXT_SIGN, error};
-    error = vorn_file_do(name_call::RENAME, space, NEXT_SIGN, SIGN);
+        return error;
+    error = vorn_try(space, name_call::RENAME, NEXT_SIGN, SIGN);
     if (error != 0)
         vorn_clear(space, NEXT_SIGN);
-    return {"rename", NEXT_SIGN, error};
+    return error;
 }
 
-attempt try_to_make(const data_space &space, const sign &made)
+int try_to_make(data_space *space, const sign &made)
 {
-    const bool replaces = made.kind == sign::REMOVAL && space.standing.is_ours();
-    if (space.standing.kind != sign::NONE && !replaces)
-        return {made.kind == sign::CREATION ? "mknod" : "symlink", SIGN, EEXIST};
+    const bool replaces = made.kind == sign::REMOVAL && space->standing.is_ours();
+    if (space->standing.kind != sign::NONE && !replaces)
+        return EEXIST;
     if (made.kind == sign::CREATION)
-        return {"mknod", SIGN, vorn_file_do(name_call::MKNOD, space, SIGN)};
+        return vorn_try(space, name_call::MKNOD, SIGN);
     char text[TEXT_ROOM];
     write_text(made, text);
     if (replaces)
         return make_aside(space, text);
-    object_name name;
-    vorn_name(name, space.label, SIGN);
-    const int error = file_name_do(name_call::SYMLINK, space.directory.get(), name, text);
-    return error == 0 || is_final(error) ? attempt{"symlink", SIGN, error} : make_aside(space, text);
+    const int error = file_name_do(name_call::SYMLINK, space->directory.get(), vorn_name(space, SIGN), text);
+    return error == 0 || vorn_is_grave(error) ? error : make_aside(space, text);
 }
 
 }   // namespace
+
+bool vorn_is_grave(int error)
+{
+    return error == EEXIST || error == EIO || error == ENOSPC || error == EDQUOT || error == ENOMEM || error == EINTR;
+}
 
 int32_t vorn_read_sign(data_space *space)
 {
@@ -107,41 +94,35 @@ int32_t vorn_read_sign(data_space *space)
     constexpr char rest[] = "/VORN_OLD_VORN_DATA__16777215";   // of the longest path that may be needed
     if (space->directory == nullptr || strlen(space->directory.get()) + strlen(space->label) + sizeof rest > PATH_ROOM)
         return 0;
-    int error = vorn_file_do(name_call::LSTAT, *space, SIGN);
-    if (error == EPERM || error == ENOSYS || error == EACCES || error == ENOTDIR)
-        return 0;   // nothing can be looked at here
     space->standing = {};
-    if (error == ENOENT)
-        return 0;
-    object_name name;
-    vorn_name(name, space->label, SIGN);
+    int error = vorn_do(space, name_call::LSTAT, SIGN);
+    if (error != 0)
+        return error == ENOENT ? 0 : -1;
     char text[TEXT_ROOM];
+    error = file_read_text(space->directory.get(), vorn_name(space, SIGN), text);
     if (error != 0)
-        return vorn_report("lstat", *space, SIGN, error);
-    error = file_read_text(space->directory.get(), name, text);
-    if (error != 0)
-        return vorn_report("readlink", *space, SIGN, error);
+        return vorn_report(space, name_call::LSTAT, SIGN, error);
     space->standing = parse(text);
     return 0;
 }
 
-int32_t vorn_make_sign(const data_space &space, sign *made)
+int32_t vorn_make_sign(data_space *space, sign *made)
 {
-    const attempt tried = try_to_make(space, *made);
-    if (tried.error == 0)
+    const int error = try_to_make(space, *made);
+    if (error == 0)
         return 0;
-    if (!is_impossible(tried.error))
-        return vorn_report(tried.call, space, tried.id, tried.error);
+    if (!is_impossible(error))
+        return vorn_report(space, made->kind == sign::CREATION ? name_call::MKNOD : name_call::SYMLINK, SIGN, error);
     made->kind = sign::IMPOSSIBLE;
     return 0;
 }
 
-int32_t vorn_make_lone_sign(const data_space &space, sign *made)
+int32_t vorn_make_lone_sign(data_space *space, sign *made)
 {
     if (vorn_make_sign(space, made) != 0)
         return -1;
     // Also without a sign: that of an earlier removal must not come back.
-    if (file_system_of(space.directory.get()).is_ordered || vorn_flush(space) == 0)
+    if (file_system_of(space->directory.get()).is_ordered || vorn_flush(space) == 0)
         return 0;
     const int reason = errno;
     vorn_clear(space, SIGN);

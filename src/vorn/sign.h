@@ -30,14 +30,18 @@ struct sign {
     bool is_ours() const { return kind >= WRITE && kind <= REMOVAL; }
 };
 
+/* Whether a call that makes a name failed in a way that another kind of name would meet
+ * as well. */
+bool vorn_is_grave(int error);
+
 /* Reads the sign into space->standing. Returns 0, or -1 where it cannot be read. */
 int32_t vorn_read_sign(data_space *space);
 
 /* Makes the sign. That of a removal takes the place of one that could not be settled.
  * Returns 0, or -1 when the change must not begin. Where no sign can be made at all,
  * made->kind becomes IMPOSSIBLE. */
-int32_t vorn_make_sign(const data_space &space, sign *made);
+int32_t vorn_make_sign(data_space *space, sign *made);
 
 /* The same for a sign with which nothing is kept: it is on storage before the call goes
  * on, where the file system does not keep its directory operations in order. */
-int32_t vorn_make_lone_sign(const data_space &space, sign *made);
+int32_t vorn_make_lone_sign(data_space *space, sign *made);

@@ -4,29 +4,30 @@
 #include <cstring>
 
 #include "log.h"
-#include "small_stack.h"
 #include "vorn.h"
 #include "vorn/change.h"
 #include "vorn/walk.h"
 
 // Stores a block that did not exist, or could not be opened because of `reason`.
-static int32_t store_new_block(write_change *change, const char *name, uint32_t index, int reason, backend_buffer block)
+static int32_t store_new_block(write_change *change, uint32_t index, int reason, backend_buffer block)
 {
-    const int32_t status = backend_save_data(name, block);
+    const int32_t status = backend_save_data(vorn_name(change->space, index), block);
     if (status == 0)
         return 0;
     const bool has_remains = file_has_remains(status, errno);
     reason = reason == ENOENT ? errno : reason;
-    LOG_ERROR("backend_save_data for %s failed (%d)", name, status);
+    LOG_ERROR("backend_save_data for %s failed (%d)", change->space->name, status);
     vorn_take_back(change, index, 0, has_remains);
     return fail(status, reason);
 }
 
-static int32_t replace_block(write_change *change, const char *name, uint32_t index, backend_buffer block)
+static int32_t replace_block(write_change *change, uint32_t index, backend_buffer block)
 {
     const bool is_counted = index < vorn_block_count(change->space->header);
-    const int32_t status = vorn_update_data(change, name, index, is_counted ? KEPT | index : 0, block);
-    return status == 0 ? 0 : FAILED(status, errno, "Failed to update data block %s (%d)", name, status);
+    const int32_t status = vorn_update_data(change, index, is_counted ? KEPT | index : 0, block);
+    if (status == 0)
+        return 0;
+    return FAILED(status, errno, "Failed to update data block %s (%d)", vorn_name(change->space, index), status);
 }
 
 // Stores one piece of the range: loads its block, changes it, and replaces or
@@ -34,39 +35,35 @@ static int32_t replace_block(write_change *change, const char *name, uint32_t in
 static int32_t store_piece(write_change *change, const block_walk &walk, const unsigned char *piece,
                            backend_buffer block)
 {
-    object_name name;
-    vorn_name(name, change->space->label, walk.index);
-    backend_buffer *record = nullptr;
-    const int32_t status = backend_get_data(name, &record, nullptr);
+    data_space *const space = change->space;
+    const int32_t status = vorn_load(space, walk.index);
     const int reason = errno;
-    loaded_object loaded(record);
     if (status != 0 && status != BACKEND_ERR_ALIAS_STATE)
-        return FAILED(status, reason, "backend_get_data for %s failed (%d)", name, status);
-    const uint32_t size = status == 0 ? std::min(record->size, block.size) : 0;
+        return FAILED(status, reason, "backend_get_data for %s failed (%d)", space->name, status);
+    const uint32_t size = status == 0 ? std::min(space->loaded.get()->size, block.size) : 0;
     if (size > 0)
-        memcpy(block.data, record->data, size);
+        memcpy(block.data, space->loaded.get()->data, size);
     memset(block.data + size, 0, block.size - size);
-    loaded.reset();
+    space->loaded.reset();
     memcpy(block.data + walk.position, piece, walk.chunk);
-    return status == 0 ? replace_block(change, name, walk.index, block)
-                       : store_new_block(change, name, walk.index, reason, block);
+    return status == 0 ? replace_block(change, walk.index, block) : store_new_block(change, walk.index, reason, block);
 }
 
 // Records the new end of the data. Returns 0, -ENOMEM, or another status that does not
 // change the call's result.
-NOT_INLINED static int32_t replace_header(write_change *change, uint32_t data_size)
+static int32_t replace_header(write_change *change, uint32_t data_size)
 {
-    const data_space &space = *change->space;
+    data_space *const space = change->space;
     const owned<data_space_header> copy(static_cast<data_space_header *>(malloc(sizeof(data_space_header))));
     if (copy == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
-    memcpy(copy.get(), &space.header, sizeof space.header);
+    memcpy(copy.get(), &space->header, sizeof space->header);
     copy.get()->data_size = data_size;
-    object_name name;
-    vorn_name(name, space.label, HEADER);
-    const file_id kept = KEPT | vorn_block_count(space.header);
-    const int32_t status = vorn_update_data(change, name, HEADER, kept, vorn_bytes_of(copy.get()));
-    return status == 0 ? 0 : FAILED(-1, errno, "Failed to update header block %s (%d)", name, status);
+    const file_id kept = KEPT | vorn_block_count(space->header);
+    const int32_t status = vorn_update_data(change, HEADER, kept, vorn_bytes_of(copy.get()));
+    if (status == 0)
+        return 0;
+    return FAILED(-1, errno, "Failed to update header block %s (%d)", vorn_name(space, HEADER), status);
 }
 
 // Stores the range. Returns the walk as it ended.
@@ -85,26 +82,25 @@ static block_walk store_blocks(write_change *change, uint32_t offset, uint32_t l
     return walk;
 }
 
-static int32_t write_range(const data_space &space, uint32_t offset, uint32_t length, const unsigned char *bytes)
+static int32_t write_range(data_space *space, uint32_t offset, uint32_t length, const unsigned char *bytes)
 {
-    const data_space_header &header = space.header;
+    const data_space_header &header = space->header;
     owned<unsigned char> block(static_cast<unsigned char *>(malloc(header.block_size)));
     if (block == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
-    write_change change = {&space, {}};
-    int32_t result = 0;
-    if (vorn_begin_write(&change, offset, offset + length)) {
-        const block_walk walk = store_blocks(&change, offset, length, bytes, block.get());
-        block.reset();
-        const uint32_t end = offset + walk.done;
-        const int32_t recorded = end > header.data_size ? replace_header(&change, end) : 0;
-        if (recorded != 0 && change.reason == 0)
-            change.reason = errno;
-        const bool is_complete = recorded == 0 && (walk.left == 0 || end > header.data_size);
-        const bool is_kept = vorn_end_write(&change, walk.index - offset / header.block_size, is_complete);
-        result = recorded == -ENOMEM ? -ENOMEM : is_kept ? static_cast<int32_t>(walk.done) : 0;
-    }
-    return fail(result, change.reason);
+    write_change change = {space, {}};
+    if (vorn_begin_write(&change, offset, offset + length) != 0)
+        return 0;
+    const block_walk walk = store_blocks(&change, offset, length, bytes, block.get());
+    block.reset();
+    const uint32_t end = offset + walk.done;
+    const int32_t recorded = end > header.data_size ? replace_header(&change, end) : 0;
+    if (recorded != 0 && change.reason == 0)
+        change.reason = errno;
+    const bool is_complete = recorded == 0 && (walk.left == 0 || end > header.data_size);
+    const bool is_kept = vorn_end_write(&change, walk.index - block_at(offset, header.block_size), is_complete);
+    const auto stored = static_cast<int32_t>(is_kept ? walk.done : 0);
+    return fail(recorded == -ENOMEM ? -ENOMEM : stored, change.reason);
 }
 
 int32_t vorn_write(const char *label, uint32_t offset, uint32_t length, const void *buffer)
@@ -118,6 +114,6 @@ int32_t vorn_write(const char *label, uint32_t offset, uint32_t length, const vo
     const uint32_t room = UINT32_MAX - offset;
     if (offset > space.header.data_size || room == 0)
         return FAILED(-ERANGE, ERANGE, "Offset is far away from data block");
-    return write_range(space, offset, std::min({length, room, uint32_t{INT32_MAX}}),
+    return write_range(&space, offset, std::min({length, room, uint32_t{INT32_MAX}}),
                        static_cast<const unsigned char *>(buffer));
 }
