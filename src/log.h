@@ -13,27 +13,20 @@
 #include <cerrno>
 #include <cstdint>
 
-#include "fail.h"
 #include "platform/dlog.h"
 
-/* What is the same in each message of a source file. Side by side, it takes less code
- * to pass. */
-static constexpr struct {
-    char tag[8];
-    char file[sizeof __BASE_FILE__];
-#ifdef OPERATION
-    char operation[sizeof OPERATION];
-} log_source = {"VORN", __BASE_FILE__, OPERATION};
-#define LOGGED_NAME log_source.operation
-#else
-} log_source = {"VORN", __BASE_FILE__};
-#endif
-
 #define VORN_LOG(priority, format, ...) \
-    dlog_print(priority, log_source.tag, "%s (%d) %s : " format, log_source.file, __LINE__, LOGGED_NAME, ##__VA_ARGS__)
+    dlog_print(priority, "VORN", "%s (%d) %s : " format, __BASE_FILE__, __LINE__, OPERATION, ##__VA_ARGS__)
 
 #define LOG_ERROR(...) VORN_LOG(DLOG_ERROR, __VA_ARGS__)
 #define LOG_WARNING(...) VORN_LOG(DLOG_WARN, __VA_ARGS__)
+
+/* Leaves the reason in errno, and returns the status. */
+__attribute__((noinline)) inline int32_t fail(int32_t status, int reason)
+{
+    errno = reason;
+    return status;
+}
 
 /* A failure that is logged: what stands before the point is evaluated before the
  * message, so the reason may be errno itself. */

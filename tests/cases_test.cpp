@@ -126,7 +126,8 @@ protected:
     {
         backend_buffer untouched = {};
         backend_buffer *record = &untouched;
-        const int32_t status = backend_get_data(name, &record, nullptr);
+        owned<char> directory;
+        const int32_t status = backend_get_data(name, &record, &directory);
         const int reason = status != 0 ? errno : 0;
         EXPECT_EQ(record == &untouched, status != 0);
         const loaded_object release(status == 0 ? record : nullptr);

@@ -1,29 +1,23 @@
+#define OPERATION "vorn_update_data"
+
 #include "vorn/change.h"
 
 #include "FileBackend/vorn-backend/cipher.h"
-#include "fail.h"
+#include "log.h"
 #include "vorn/files.h"
 
-namespace {
-
-file_id teller_of(const sign &made)
-{
-    return made.grows ? HEADER : made.last;
-}
-
 // Whether the kept blocks fit beside the new ones.
-bool has_room(const write_change &change, const file_system &system)
+static bool has_room(const sign &made, uint32_t block_size, const file_system &system)
 {
     constexpr uint32_t slack = 4096;   // of a file, at its end and for its inode
-    const sign &made = change.made;
     const uint64_t count = uint64_t{made.last} - made.first + (made.grows ? 0 : 1);
-    const uint64_t bytes = count * (file_length(change.space->header.block_size) + slack);
+    const uint64_t bytes = count * (file_length(block_size) + slack);
     return bytes <= system.bytes_left && count <= system.files_left;
 }
 
 // Drops the kept versions before `end`, and then the sign. What stays is dropped by the
 // next load.
-bool drop_all(const write_change &change, uint32_t end)
+static bool drop_all(const space_change &change, uint32_t end)
 {
     const bool keeps_all = change.made.kind == sign::WRITE;
     return (!keeps_all || vorn_clear_range(change.space, KEPT | change.made.first, KEPT | end)) &&
@@ -32,7 +26,7 @@ bool drop_all(const write_change &change, uint32_t end)
 
 // Gives an object its second name. A missing object is left out. What stands in the way
 // belongs to no sign. It goes, also where the object is missing.
-int keep(data_space *space, file_id id, file_id kept)
+static int keep(data_space *space, file_id id, file_id kept)
 {
     const int error = vorn_try(space, name_call::LINK, id, kept);
     if (error != ENOENT && error != EEXIST)
@@ -43,12 +37,12 @@ int keep(data_space *space, file_id id, file_id kept)
 
 // Keeps the counted blocks of the range, and last the teller; or nothing. Where links are
 // refused, the sign becomes one of kind EACH. Returns 0 or -1.
-int32_t keep_all(write_change *change)
+static int32_t keep_all(space_change *change)
 {
     data_space *const space = change->space;
     sign &made = change->made;
     for (uint32_t i = made.first; i <= made.last; ++i) {
-        const int error = keep(space, i < made.last ? i : teller_of(made), KEPT | i);
+        const int error = keep(space, i == made.last && made.grows ? HEADER : i, KEPT | i);
         if (error == 0)
             continue;
         const bool is_grave = vorn_is_grave(error);
@@ -62,69 +56,85 @@ int32_t keep_all(write_change *change)
     return 0;
 }
 
-// Makes the sign, and all that stands beside it before the first change.
-int32_t prepare(write_change *change, const file_system &system)
+// Makes sure that no cut takes back the blocks that were stored, though the call did
+// not come to its end. Returns false when the next load takes them back.
+static bool commit(space_change *change)
 {
+    // Without the teller's kept version, the next load goes on from what is there.
+    const sign &made = change->made;
+    const file_id kept = KEPT | made.last;
+    if (!vorn_clear(change->space, kept))
+        return false;
+    if (vorn_do(change->space, name_call::FSYNC, SIGN) == 0)
+        return true;
+    (void)vorn_do(change->space, name_call::LINK, made.grows ? HEADER : made.last, kept);
+    return false;
+}
+
+// Where each object is kept for itself, its deletion is a rename.
+static int32_t remove_or_move(const space_change &change, file_id id, file_id kept)
+{
+    if (change.made.kind != sign::EACH || kept == 0)
+        return backend_remove_alias(vorn_name(change.space, id));
+    const int error = vorn_do(change.space, name_call::RENAME, id, kept);
+    return error == 0 ? 0 : error == ENOENT ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
+}
+
+int32_t vorn_begin(space_change *change)
+{
+    data_space *const space = change->space;
     sign &made = change->made;
-    made.kind = system.is_sound && has_room(*change, system) ? sign::WRITE : sign::EACH;
-    if (vorn_make_sign(change->space, &made) != 0 || (made.kind == sign::WRITE && keep_all(change) != 0))
+    const file_system system = file_system_of(space->directory.get());
+    if (made.kind == sign::WRITE && !(system.is_sound && has_room(made, space->header.block_size, system)))
+        made.kind = sign::EACH;
+    if (vorn_make_sign(space, &made) != 0 || (made.kind == sign::WRITE && keep_all(change) != 0))
         return -1;
-    if (system.is_ordered || made.kind == sign::IMPOSSIBLE || vorn_flush(change->space) == 0)
+    if (system.is_ordered || made.kind == sign::IMPOSSIBLE || vorn_do(space, name_call::FSYNC, SIGN) == 0)
         return 0;
     const int reason = errno;
     (void)drop_all(*change, made.last + 1);
     return fail(-1, reason);
 }
 
-// Makes sure that no cut takes back the blocks that were stored, though the call did
-// not come to its end. Returns false when the next load takes them back.
-bool commit(write_change *change)
-{
-    // Without the teller's kept version, the next load goes on from what is there.
-    const file_id kept = KEPT | change->made.last;
-    if (!vorn_clear(change->space, kept))
-        return false;
-    if (vorn_flush(change->space) == 0)
-        return true;
-    (void)vorn_do(change->space, name_call::LINK, teller_of(change->made), kept);
-    return false;
-}
-
-}   // namespace
-
-int32_t vorn_begin_write(write_change *change, uint32_t offset, uint32_t end)
+int32_t vorn_save(space_change *change, file_id id, file_id kept, backend_buffer bytes)
 {
     data_space *const space = change->space;
-    const data_space_header &header = space->header;
-    sign &made = change->made;
-    if (space->standing.kind == sign::IMPOSSIBLE) {
-        made.kind = sign::IMPOSSIBLE;
+    const int32_t status = backend_save_data(vorn_name(space, id), bytes);
+    const int reason = errno;
+    if (status == 0)
         return 0;
-    }
-    made.first = block_at(offset, header.block_size);
-    made.grows = end > header.data_size;
-    made.last = made.grows ? vorn_block_count(header) : block_at(end - 1, header.block_size);
-    return prepare(change, file_system_of(space->directory.get()));
-}
-
-void vorn_take_back(write_change *change, file_id id, file_id kept, bool has_remains)
-{
-    const bool is_cleared = !has_remains || vorn_clear(change->space, id);
-    if (is_cleared && (kept == 0 || change->made.kind == sign::IMPOSSIBLE))
-        return;
+    const bool is_cleared = !file_has_remains(status, reason) || vorn_clear(space, id);
+    const bool goes_back = kept != 0 && change->made.kind != sign::IMPOSSIBLE;
     const auto call = change->made.kind == sign::WRITE ? name_call::LINK : name_call::RENAME;
-    if (!is_cleared || vorn_do(change->space, call, kept, id) != 0)
-        change->lost = true;
+    change->lost |= !is_cleared || (goes_back && vorn_do(space, call, kept, id) != 0);
+    return fail(status, reason);
 }
 
-bool vorn_end_write(write_change *change, uint32_t blocks, bool is_complete)
+int32_t vorn_update_data(space_change *change, file_id id, file_id kept, backend_buffer bytes)
+{
+    data_space *const space = change->space;
+    const int32_t removed = remove_or_move(*change, id, kept);
+    if (removed == BACKEND_ERR_ALIAS_STATE)
+        LOG_WARNING("Try to write the end of data space");
+    else if (removed != 0)
+        return FAILED(removed, errno, "backend_remove_alias for %s failed (%d)", vorn_name(space, id), removed);
+    // Nothing is kept of what did not exist.
+    const int32_t saved = vorn_save(change, id, removed == 0 ? kept : 0, bytes);
+    if (saved != 0)
+        return FAILED(saved, errno, "backend_save_data for %s failed (%d)", vorn_name(space, id), saved);
+    if (kept != 0 && change->made.kind == sign::EACH)
+        change->lost |= !vorn_clear(space, kept);
+    return 0;
+}
+
+bool vorn_end_write(space_change *change, bool has_stored, bool is_complete)
 {
     if (change->made.kind == sign::IMPOSSIBLE)
         return true;
     const bool is_partial = !is_complete && change->made.kind == sign::WRITE;
     if (change->lost)
         return !is_partial;   // the next load settles it
-    if (is_partial && blocks > 0 && !commit(change))
+    if (is_partial && has_stored && !commit(change))
         return false;
     (void)drop_all(*change, change->made.last + 1);
     return true;

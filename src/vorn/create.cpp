@@ -4,12 +4,14 @@
 
 #include "log.h"
 #include "vorn.h"
+#include "vorn/change.h"
 #include "vorn/files.h"
 
 // Makes the creation's sign. None is made where something stands at the header's
 // name: the save will be refused, and a cut before must not make it remains.
-static int32_t begin_creation(data_space *space, bool is_absent, sign *made)
+static int32_t begin_creation(space_change *creation, bool is_absent)
 {
+    data_space *const space = creation->space;
     if (vorn_read_sign(space) != 0)
         return -1;
     if (space->standing.kind == sign::IMPOSSIBLE)
@@ -20,30 +22,26 @@ static int32_t begin_creation(data_space *space, bool is_absent, sign *made)
     // A call of which nothing is left to be settled may have left its sign.
     if (is_absent && space->standing.is_ours() && vorn_clear(space, SIGN))
         space->standing = {};
-    made->kind = sign::CREATION;
-    return vorn_make_lone_sign(space, made);
+    creation->made.kind = sign::CREATION;
+    return vorn_begin(creation);
 }
 
 // Stores the header of a new data space.
 static int32_t store_header(data_space *space, bool is_absent, uint32_t block_size, uint32_t flags)
 {
-    space->header = {};
-    space->header.block_size = block_size;
-    space->header.flags = flags;
-    const owned<data_space_header> copy(static_cast<data_space_header *>(malloc(sizeof space->header)));
+    space->header = {block_size, flags, {}, 0, {}};
+    const owned<unsigned char> copy(static_cast<unsigned char *>(malloc(sizeof space->header)));
     if (copy == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
     memcpy(copy.get(), &space->header, sizeof space->header);
-    sign made;
-    if (begin_creation(space, is_absent, &made) != 0)
+    space_change creation = {space, {}};
+    if (begin_creation(&creation, is_absent) != 0)
         return -1;
-    const int32_t status = backend_save_data(vorn_name(space, HEADER), vorn_bytes_of(copy.get()));
+    const int32_t status = vorn_save(&creation, HEADER, 0, {copy.get(), sizeof space->header});
     const int reason = errno;
     if (status != 0)
-        LOG_ERROR("backend_save_data for %s failed (%d)", space->name, status);
-    const bool has_remains = file_has_remains(status, reason) && space->directory != nullptr;
-    const bool is_cleared = !has_remains || vorn_clear(space, HEADER);
-    if (made.kind == sign::CREATION && is_cleared)
+        LOG_ERROR("backend_save_data for %s failed (%d)", vorn_name(space, HEADER), status);
+    if (creation.made.kind == sign::CREATION && !creation.lost)
         vorn_clear(space, SIGN);   // where it stays, the next load drops it
     return status == 0 ? fail(0, 0) : fail(-1, reason);
 }
@@ -69,8 +67,6 @@ int32_t vorn_create(const char *label, uint32_t block_size, uint32_t flags)
     } else if (status != -ENODATA) {
         LOG_WARNING("Failed to read old data space (%d)", status);
     }
-    status = store_header(&space, reason == ENOENT && (status == 0 || status == -ENODATA), block_size, flags);
-    if (status == -1 && reason != ENOENT)
-        errno = reason;
-    return status;
+    status = store_header(&space, reason == ENOENT, block_size, flags);
+    return status == -1 && reason != ENOENT ? fail(-1, reason) : status;
 }

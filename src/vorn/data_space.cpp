@@ -1,7 +1,6 @@
 #include "vorn/data_space.h"
 
 #include <cstring>
-#include <initializer_list>
 
 #include "vorn/walk.h"
 
@@ -16,18 +15,15 @@ const char *vorn_name(data_space *space, file_id id)
     if ((id & HEADER) != 0)
         return space->name;
     *next++ = '_';
-    // The compiler's own division by ten takes 660 bytes on 32-bit ARM.
+    char digits[11] = "";
+    char *digit = digits + sizeof digits - 1;
     uint32_t rest = id & ~KEPT;
-    bool has_begun = false;
-    for (const uint32_t power : {10000000u, 1000000u, 100000u, 10000u, 1000u, 100u, 10u, 1u}) {
-        char digit = '0';
-        for (; rest >= power; rest -= power)
-            ++digit;
-        has_begun = has_begun || digit != '0' || power == 1;
-        if (has_begun)
-            *next++ = digit;
-    }
-    *next = '\0';
+    do {
+        const uint32_t tens = block_at(rest, 10);
+        *--digit = static_cast<char>('0' + (rest - tens * 10));
+        rest = tens;
+    } while (rest != 0);
+    stpcpy(next, digit);
     return space->name;
 }
 

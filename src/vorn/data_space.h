@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 
 #include "FileBackend/vorn-backend/backend.h"
 #include "vorn/sign.h"
@@ -20,8 +19,7 @@ struct data_space_header {
     uint8_t reserved_2[60];
 };
 static_assert(sizeof(data_space_header) == 128);
-static_assert(offsetof(data_space_header, flags) == 4);
-static_assert(offsetof(data_space_header, data_size) == 64);
+static_assert(offsetof(data_space_header, flags) == 4 && offsetof(data_space_header, data_size) == 64);
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the fields are stored as they lie in memory");
 
 /* A data space for the length of one call. */
@@ -59,12 +57,6 @@ int32_t vorn_load(data_space *space, file_id id);
 bool vorn_label_is_valid(const char *label);
 bool vorn_block_size_is_valid(uint32_t block_size);
 
-/* The header as the bytes of an object. */
-inline backend_buffer vorn_bytes_of(data_space_header *header)
-{
-    return {reinterpret_cast<unsigned char *>(header), sizeof *header};
-}
-
 /* Number of blocks that the header counts. */
 uint32_t vorn_block_count(const data_space_header &header);
 
@@ -75,6 +67,20 @@ uint32_t vorn_block_count(const data_space_header &header);
  * or half a change would be seen. The reason is in errno.
  */
 int32_t vorn_read_header(const char *label, data_space *space);
+
+/* Whether the reason is a failure of the machine, which says nothing about a file. */
+inline bool vorn_is_fault(int reason)
+{
+    return reason != 0 && reason != ENOENT && reason != EBADMSG;
+}
+
+/*
+ * After each load of a header, which ended with `status` and `reason`. Returns how it
+ * ends now: with `status` where nothing is to be settled, -ENODATA where the data space
+ * is gone, -1 where half a change would be seen. The reason is in errno. A sign that
+ * stays, because something could not be cleared away, is left in space->standing.
+ */
+int32_t vorn_settle(data_space *space, int32_t status, int reason);
 
 /* Loads the header object `id`. Returns 0, -EIO, or the backend's status. */
 int32_t vorn_load_header(data_space *space, file_id id);

@@ -7,16 +7,19 @@
 
 #include "log.h"
 
-int vorn_try(data_space *space, name_call call, file_id id, file_id second, uint64_t *inode)
+int vorn_try(data_space *space, name_call call, file_id id, file_id second, file_look *look)
 {
+    if (space->directory == nullptr)
+        return ENOTDIR;
     char other[ALIAS_ROOM];
-    strcpy(other, vorn_name(space, second));
-    return file_name_do(call, space->directory.get(), vorn_name(space, id), other, inode);
+    if (call == name_call::LINK || call == name_call::RENAME)
+        memcpy(other, vorn_name(space, second), sizeof other);
+    return file_name_do(call, space->directory.get(), vorn_name(space, id), other, look);
 }
 
-int vorn_do(data_space *space, name_call call, file_id id, file_id second, uint64_t *inode)
+int vorn_do(data_space *space, name_call call, file_id id, file_id second, file_look *look)
 {
-    const int error = vorn_try(space, call, id, second, inode);
+    const int error = vorn_try(space, call, id, second, look);
     if (error != 0 && (call != name_call::LSTAT || error != ENOENT))
         vorn_report(space, call, std::max(id, second), error);   // of two names, that of the kept version
     return error;
@@ -24,12 +27,11 @@ int vorn_do(data_space *space, name_call call, file_id id, file_id second, uint6
 
 int32_t vorn_report(data_space *space, name_call call, file_id id, int error)
 {
-    constexpr char calls[][8] = {"link", "rename", "unlink", "mknod", "symlink", "open", "lstat"};
-    // What cannot be deleted does not change a result, or the result is logged.
-    const auto priority = call == name_call::UNLINK ? DLOG_WARN : DLOG_ERROR;
-    vorn_name(space, id);
+    constexpr char calls[][8] = {"link", "rename", "unlink", "mknod", "symlink", "lstat", "fsync"};
     errno = error;
-    VORN_LOG(priority, "%s for %s/%s failed : %m", calls[static_cast<int>(call)], space->directory.get(), space->name);
+    // What cannot be deleted does not change a result, or the result is logged.
+    VORN_LOG(call == name_call::UNLINK ? DLOG_WARN : DLOG_ERROR, "%s for %s/%s failed : %m",
+             calls[static_cast<int>(call)], space->directory.get(), vorn_name(space, id));
     return fail(-1, error);
 }
 
@@ -52,13 +54,4 @@ bool vorn_find_end(data_space *space, uint32_t *end)
     while (*end < BLOCK_LIMIT && (error = vorn_do(space, name_call::LSTAT, *end)) == 0)
         ++*end;
     return error == 0 || error == ENOENT;
-}
-
-int32_t vorn_flush(const data_space *space)
-{
-    const int error = file_flush_directory(space->directory.get());
-    if (error == 0)
-        return 0;
-    errno = error;
-    return FAILED(-1, error, "fsync for %s failed : %m", space->directory.get());
 }

@@ -7,11 +7,11 @@
 #include "vorn/data_space.h"
 
 /* Makes a call on a file's name. Returns 0 or an errno value. */
-int vorn_try(data_space *space, name_call call, file_id id, file_id second = 0, uint64_t *inode = nullptr);
+int vorn_try(data_space *space, name_call call, file_id id, file_id second = 0, file_look *look = nullptr);
 
 /* The same, and a failure is logged and left in errno. That LSTAT finds nothing is not
  * logged. */
-int vorn_do(data_space *space, name_call call, file_id id, file_id second = 0, uint64_t *inode = nullptr);
+int vorn_do(data_space *space, name_call call, file_id id, file_id second = 0, file_look *look = nullptr);
 
 /* Logs that a call on a file failed. Returns -1, with the error in errno. */
 int32_t vorn_report(data_space *space, name_call call, file_id id, int error);
@@ -27,6 +27,3 @@ bool vorn_clear_range(data_space *space, file_id first, file_id end);
 /* Moves `end` behind the blocks that stand without a gap from there on. Returns false,
  * with a message, where that cannot be seen. */
 bool vorn_find_end(data_space *space, uint32_t *end);
-
-/* Brings what was done in the directory to storage. Returns 0 or -1. */
-int32_t vorn_flush(const data_space *space);

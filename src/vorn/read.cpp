@@ -1,6 +1,5 @@
 #define OPERATION "vorn_read"
 
-#include <algorithm>
 #include <cstring>
 
 #include "log.h"
@@ -43,6 +42,5 @@ int32_t vorn_read(const char *label, uint32_t offset, uint32_t length, void *buf
             return static_cast<int32_t>(walk.done + count);
         walk.next(header.block_size);
     }
-    errno = 0;
-    return static_cast<int32_t>(walk.done);
+    return fail(static_cast<int32_t>(walk.done), 0);
 }

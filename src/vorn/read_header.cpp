@@ -4,7 +4,6 @@
 
 #include "log.h"
 #include "vorn/data_space.h"
-#include "vorn/settle.h"
 
 int32_t vorn_load_header(data_space *space, file_id id)
 {

@@ -11,8 +11,8 @@
  *   remove N      A removal of the blocks below N and of the header.
  *   (nothing)     A creation.
  *
- * It is the target of a symbolic link. It is the content of a file where those are
- * refused, and for a creation.
+ * It is the target of a symbolic link, or the content of an object where those are
+ * refused. For a creation it is an empty file.
  */
 #pragma once
 
@@ -22,12 +22,12 @@ struct data_space;
 
 struct sign {
     // IMPOSSIBLE: no sign can be made or found here. FOREIGN: not one of ours.
-    enum { NONE, WRITE, EACH, CREATION, REMOVAL, FOREIGN, IMPOSSIBLE } kind = NONE;
-    uint32_t first = 0;   // F
-    uint32_t last = 0;    // L, or N
+    enum { NONE, WRITE, EACH, REMOVAL, CREATION, FOREIGN, IMPOSSIBLE } kind = NONE;
+    uint32_t first = 0;   // F, or N
+    uint32_t last = 0;    // L
     bool grows = false;   // G
 
-    bool is_ours() const { return kind >= WRITE && kind <= REMOVAL; }
+    bool is_ours() const { return kind >= WRITE && kind <= CREATION; }
 };
 
 /* Whether a call that makes a name failed in a way that another kind of name would meet
@@ -41,7 +41,3 @@ int32_t vorn_read_sign(data_space *space);
  * Returns 0, or -1 when the change must not begin. Where no sign can be made at all,
  * made->kind becomes IMPOSSIBLE. */
 int32_t vorn_make_sign(data_space *space, sign *made);
-
-/* The same for a sign with which nothing is kept: it is on storage before the call goes
- * on, where the file system does not keep its directory operations in order. */
-int32_t vorn_make_lone_sign(data_space *space, sign *made);

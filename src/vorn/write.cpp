@@ -1,6 +1,5 @@
 #define OPERATION "vorn_write"
 
-#include <algorithm>
 #include <cstring>
 
 #include "log.h"
@@ -8,22 +7,9 @@
 #include "vorn/change.h"
 #include "vorn/walk.h"
 
-// Stores a block that did not exist, or could not be opened because of `reason`.
-static int32_t store_new_block(write_change *change, uint32_t index, int reason, backend_buffer block)
+static int32_t replace_block(space_change *change, uint32_t index, backend_buffer block)
 {
-    const int32_t status = backend_save_data(vorn_name(change->space, index), block);
-    if (status == 0)
-        return 0;
-    const bool has_remains = file_has_remains(status, errno);
-    reason = reason == ENOENT ? errno : reason;
-    LOG_ERROR("backend_save_data for %s failed (%d)", change->space->name, status);
-    vorn_take_back(change, index, 0, has_remains);
-    return fail(status, reason);
-}
-
-static int32_t replace_block(write_change *change, uint32_t index, backend_buffer block)
-{
-    const bool is_counted = index < vorn_block_count(change->space->header);
+    const bool is_counted = index < change->made.last || !change->made.grows;
     const int32_t status = vorn_update_data(change, index, is_counted ? KEPT | index : 0, block);
     if (status == 0)
         return 0;
@@ -32,7 +18,7 @@ static int32_t replace_block(write_change *change, uint32_t index, backend_buffe
 
 // Stores one piece of the range: loads its block, changes it, and replaces or
 // creates it.
-static int32_t store_piece(write_change *change, const block_walk &walk, const unsigned char *piece,
+static int32_t store_piece(space_change *change, const block_walk &walk, const unsigned char *piece,
                            backend_buffer block)
 {
     data_space *const space = change->space;
@@ -44,30 +30,36 @@ static int32_t store_piece(write_change *change, const block_walk &walk, const u
     if (size > 0)
         memcpy(block.data, space->loaded.get()->data, size);
     memset(block.data + size, 0, block.size - size);
-    space->loaded.reset();
     memcpy(block.data + walk.position, piece, walk.chunk);
-    return status == 0 ? replace_block(change, walk.index, block) : store_new_block(change, walk.index, reason, block);
+    space->loaded.reset();
+    if (status == 0)
+        return replace_block(change, walk.index, block);
+    const int32_t saved = vorn_save(change, walk.index, 0, block);
+    if (saved == 0)
+        return 0;
+    return FAILED(saved, reason == ENOENT ? errno : reason, "backend_save_data for %s failed (%d)",
+                  vorn_name(space, walk.index), saved);
 }
 
 // Records the new end of the data. Returns 0, -ENOMEM, or another status that does not
 // change the call's result.
-static int32_t replace_header(write_change *change, uint32_t data_size)
+static int32_t replace_header(space_change *change, uint32_t data_size)
 {
     data_space *const space = change->space;
-    const owned<data_space_header> copy(static_cast<data_space_header *>(malloc(sizeof(data_space_header))));
+    const owned<unsigned char> copy(static_cast<unsigned char *>(malloc(sizeof space->header)));
     if (copy == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
     memcpy(copy.get(), &space->header, sizeof space->header);
-    copy.get()->data_size = data_size;
-    const file_id kept = KEPT | vorn_block_count(space->header);
-    const int32_t status = vorn_update_data(change, HEADER, kept, vorn_bytes_of(copy.get()));
+    memcpy(copy.get() + offsetof(data_space_header, data_size), &data_size, sizeof data_size);
+    const file_id kept = KEPT | change->made.last;
+    const int32_t status = vorn_update_data(change, HEADER, kept, {copy.get(), sizeof space->header});
     if (status == 0)
         return 0;
     return FAILED(-1, errno, "Failed to update header block %s (%d)", vorn_name(space, HEADER), status);
 }
 
 // Stores the range. Returns the walk as it ended.
-static block_walk store_blocks(write_change *change, uint32_t offset, uint32_t length, const unsigned char *bytes,
+static block_walk store_blocks(space_change *change, uint32_t offset, uint32_t length, const unsigned char *bytes,
                                unsigned char *block)
 {
     const uint32_t block_size = change->space->header.block_size;
@@ -82,14 +74,22 @@ static block_walk store_blocks(write_change *change, uint32_t offset, uint32_t l
     return walk;
 }
 
+// What a write up to the offset `end` is going to change.
+static sign sign_of(const data_space_header &header, uint32_t offset, uint32_t end)
+{
+    const bool grows = end > header.data_size;
+    const uint32_t last = grows ? vorn_block_count(header) : block_at(end - 1, header.block_size);
+    return {sign::WRITE, block_at(offset, header.block_size), last, grows};
+}
+
 static int32_t write_range(data_space *space, uint32_t offset, uint32_t length, const unsigned char *bytes)
 {
     const data_space_header &header = space->header;
     owned<unsigned char> block(static_cast<unsigned char *>(malloc(header.block_size)));
     if (block == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
-    write_change change = {space, {}};
-    if (vorn_begin_write(&change, offset, offset + length) != 0)
+    space_change change = {space, sign_of(header, offset, offset + length)};
+    if (vorn_begin(&change) != 0)
         return 0;
     const block_walk walk = store_blocks(&change, offset, length, bytes, block.get());
     block.reset();
@@ -98,7 +98,7 @@ static int32_t write_range(data_space *space, uint32_t offset, uint32_t length, 
     if (recorded != 0 && change.reason == 0)
         change.reason = errno;
     const bool is_complete = recorded == 0 && (walk.left == 0 || end > header.data_size);
-    const bool is_kept = vorn_end_write(&change, walk.index - block_at(offset, header.block_size), is_complete);
+    const bool is_kept = vorn_end_write(&change, walk.done > 0, is_complete);
     const auto stored = static_cast<int32_t>(is_kept ? walk.done : 0);
     return fail(recorded == -ENOMEM ? -ENOMEM : stored, change.reason);
 }

@@ -13,7 +13,6 @@
 #include <cerrno>
 
 #include "FileBackend/vorn-backend/object.h"
-#include "owned.h"
 
 /*
  * Loads an object whole. With status 0, *out is a new record with at least one
@@ -22,8 +21,8 @@
  * -ENOMEM, or another code when its content is refused or cannot be read. The
  * reason is ENOENT only for an absent file, and EBADMSG only for refused content.
  *
- * `directory`, unless it is NULL, takes over the path of the data directory. It is
- * left alone when the platform has none.
+ * `directory` takes over the path of the data directory. It is left alone when the
+ * platform has none.
  */
 int32_t file_get_data(const char *alias, backend_buffer **out, owned<char> *directory);
 

@@ -8,10 +8,8 @@
 #include <openssl/sha.h>
 
 #include <climits>
-#include <cstdint>
 
 #include "FileBackend/vorn-backend/object.h"
-#include "owned.h"
 
 constexpr uint32_t DIGEST_SIZE = SHA256_DIGEST_LENGTH;
 constexpr uint32_t CIPHER_BLOCK = 16;

@@ -5,9 +5,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <climits>
 #include <cstring>
 
 #include "FileBackend/vorn-backend/backend.h"
@@ -19,20 +16,15 @@
 static int32_t read_ciphertext(int file, file_text *ciphertext)
 {
     const off_t length = lseek(file, 0, SEEK_END);
-    if (length <= 0 || length > off_t{CIPHERTEXT_MAX}) {
-        return FAILED(BACKEND_ERR_IO, length < 0 ? errno : EBADMSG, "lseek failed (%ld)",
-                      static_cast<long>(std::min<int64_t>(length, LONG_MAX)));
-    }
-    const int short_read = lseek(file, 0, SEEK_SET) < 0 ? errno : EIO;   // where it fails, the read is short
+    if (length <= 0 || length > off_t{CIPHERTEXT_MAX})
+        return FAILED(BACKEND_ERR_IO, length < 0 ? errno : EBADMSG, "lseek failed (%ld)", long{length});
     ciphertext->length = static_cast<uint32_t>(length);
     ciphertext->bytes.reset(static_cast<unsigned char *>(calloc(size_t{ciphertext->length} + 1, 1)));
     if (ciphertext->bytes == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "calloc failed");
-    const ssize_t count = read(file, ciphertext->bytes.get(), ciphertext->length);
-    if (count == static_cast<ssize_t>(ciphertext->length))
+    errno = lseek(file, 0, SEEK_SET) < 0 ? errno : EIO;   // why a read may be short
+    if (read(file, ciphertext->bytes.get(), ciphertext->length) == length)
         return 0;
-    if (count >= 0)
-        errno = short_read;
     return FAILED(BACKEND_ERR_IO, errno, "read failed : %m");
 }
 
@@ -82,22 +74,18 @@ static int32_t load_file(int file, backend_buffer **out)
     return status != 0 ? status : hand_out(std::move(plaintext), out);
 }
 
-static int32_t load_path(const char *path, backend_buffer **out)
+int32_t file_get_data(const char *alias, backend_buffer **out, owned<char> *directory)
 {
+    char path[PATH_ROOM];
+    int32_t status = find_object(__func__, alias, path, directory);
+    if (status != 0)
+        return status;
     const int file = open(path, O_RDONLY | O_NONBLOCK);
     if (file < 0)
         return FAILED(BACKEND_ERR_ALIAS_STATE, errno, "open for %s failed : %m", path);
-    const int32_t status = load_file(file, out);
+    status = load_file(file, out);
     const int reason = errno;
     if (close(file) != 0)
         LOG_WARNING("close failed : %m");
     return fail(status, reason);
-}
-
-int32_t file_get_data(const char *alias, backend_buffer **out, owned<char> *directory)
-{
-    owned<char> here;
-    char path[PATH_ROOM];
-    const int32_t status = find_object(__func__, alias, path, directory != nullptr ? directory : &here);
-    return status != 0 ? status : load_path(path, out);
 }

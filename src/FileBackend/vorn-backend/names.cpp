@@ -17,101 +17,60 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
-// Closes, and reports the error from before.
-static int close_after(int error, int file)
-{
-    close(file);
-    return error;
-}
-
-static int make_text_file(const char *path, const char *text)
-{
-    const int file = open(path, O_WRONLY | O_CREAT | O_EXCL | O_DSYNC | O_CLOEXEC, 0600);
-    if (file < 0)
-        return errno;
-    const auto length = static_cast<ssize_t>(strlen(text));
-    errno = ENOSPC;   // for a short write
-    const int error = close_after(write(file, text, strlen(text)) == length ? 0 : errno, file);
-    if (error != 0)
-        unlinkat(AT_FDCWD, path, 0);   // where it stays, the next one takes its place
-    return error;
-}
-
-static int look(const char *path, uint64_t *inode)
+static int look_at(const char *path, file_look *look)
 {
     struct stat status;
     if (lstat(path, &status) != 0)
         return -1;
-    if (inode != nullptr)
-        *inode = status.st_ino;
-    return 0;
-}
-
-static int result_of(name_call call, const char *path, const char *second, const char *text, uint64_t *inode)
-{
-    switch (call) {
-    case name_call::LINK:
-        return link(path, second);
-    case name_call::RENAME:
-        return rename(path, second);
-    case name_call::UNLINK:
-        return unlinkat(AT_FDCWD, path, 0);
-    case name_call::MKNOD:
-        return mknod(path, S_IFREG | 0600, 0);
-    case name_call::SYMLINK:
-        return symlink(text, path);
-    case name_call::TEXT_FILE:
-        errno = make_text_file(path, text);
-        return errno == 0 ? 0 : -1;
-    case name_call::LSTAT:
-        break;
-    }
-    return look(path, inode);
-}
-
-int file_name_do(name_call call, const char *directory, const char *name, const char *other, uint64_t *inode)
-{
-    char path[PATH_ROOM];
-    char second[PATH_ROOM];
-    const bool has_second = call == name_call::LINK || call == name_call::RENAME;
-    const bool fits =
-        set_object_path(path, directory, name) && (!has_second || set_object_path(second, directory, other));
-    if (fits && result_of(call, path, second, other, inode) == 0)
+    if (look == nullptr)
         return 0;
-    return call == name_call::UNLINK && errno == ENOENT ? 0 : errno;
+    look->inode = status.st_ino;
+    look->is_file = S_ISREG(status.st_mode);
+    look->is_empty = look->is_file && status.st_size == 0;
+    return !S_ISLNK(status.st_mode) || readlink(path, look->text, sizeof look->text - 1) >= 0 ? 0 : -1;
 }
 
-int file_read_text(const char *directory, const char *name, char (&text)[TEXT_ROOM])
-{
-    char path[PATH_ROOM];
-    struct stat status;
-    memset(text, 0, sizeof text);
-    if (!set_object_path(path, directory, name) || lstat(path, &status) != 0)
-        return errno;
-    if (S_ISLNK(status.st_mode))
-        return readlink(path, text, sizeof text - 1) < 0 ? errno : 0;
-    text[0] = '?';
-    if (!S_ISREG(status.st_mode) || status.st_size >= int64_t{TEXT_ROOM})
-        return 0;
-    const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (file < 0)
-        return errno;
-    text[0] = '\0';
-    const int error = close_after(read(file, text, sizeof text - 1) < 0 ? errno : 0, file);
-    if (status.st_size > 0 && text[0] == '\0')
-        text[0] = '?';
-    return error;
-}
-
-int file_flush_directory(const char *directory)
+static int flush(const char *directory)
 {
     const int file = open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (file < 0)
-        return errno;
-    const int error = close_after(fsync(file) < 0 ? errno : 0, file);
-    return error == EINVAL ? 0 : error;   // there is nothing to flush
+        return -1;
+    const int error = fsync(file) == 0 || errno == EINVAL ? 0 : errno;   // EINVAL: there is nothing to flush
+    close(file);
+    errno = error;
+    return error == 0 ? 0 : -1;
+}
+
+static int result_of(name_call call, const char *directory, const char *path, const char *other, file_look *look)
+{
+    switch (call) {
+    case name_call::LINK:
+        return link(path, other);
+    case name_call::RENAME:
+        return rename(path, other);
+    case name_call::UNLINK:
+        return unlinkat(AT_FDCWD, path, 0) == 0 || errno == ENOENT ? 0 : -1;
+    case name_call::MKNOD:
+        return mknod(path, S_IFREG | 0600, 0);
+    case name_call::SYMLINK:
+        return symlink(look->text, path);
+    case name_call::LSTAT:
+        return look_at(path, look);
+    default:
+        return flush(directory);
+    }
+}
+
+int file_name_do(name_call call, const char *directory, const char *name, const char *other, file_look *look)
+{
+    char path[PATH_ROOM];
+    char second[PATH_ROOM];
+    if (set_object_path(path, directory, name) != 0)
+        return ENAMETOOLONG;
+    if (call == name_call::LINK || call == name_call::RENAME)
+        other = set_object_path(second, directory, other) == 0 ? second : "";   // an empty path is none
+    return result_of(call, directory, path, other, look) == 0 ? 0 : errno;
 }
 
 file_system file_system_of(const char *directory)
@@ -131,10 +90,9 @@ file_system file_system_of(const char *directory)
     struct statfs status;
     if (statfs(directory, &status) != 0)
         return found;
-    for (const auto &known : sound) {
+    for (const auto &known : sound)
         if (known.type == static_cast<uint32_t>(status.f_type))
             found = {true, known.is_ordered};
-    }
     found.bytes_left = status.f_blocks == 0 ? UINT64_MAX : status.f_bavail * static_cast<uint64_t>(status.f_bsize);
     found.files_left = status.f_files == 0 ? UINT64_MAX : status.f_ffree;
     return found;

@@ -5,8 +5,8 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
+
+#include "owned.h"
 
 // Signed, as they are passed on and printed.
 constexpr int32_t BACKEND_ERR_CIPHER = static_cast<int32_t>(0xFE1F00FF);

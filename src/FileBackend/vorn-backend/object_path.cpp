@@ -1,9 +1,7 @@
-#define LOGGED_NAME operation
+#define OPERATION operation
 
 #include "FileBackend/vorn-backend/object_path.h"
 
-#include <cerrno>
-#include <cstddef>
 #include <cstring>
 
 #include "FileBackend/vorn-backend/object.h"
@@ -11,20 +9,12 @@
 #include "platform/app_common.h"
 
 // With snprintf a small read takes two percent longer.
-bool set_object_path(char (&path)[PATH_ROOM], const char *directory, const char *alias)
+int set_object_path(char (&path)[PATH_ROOM], const char *directory, const char *alias)
 {
-    char *next = path;
-    const char *const parts[] = {directory, "/", alias};
-    for (const char *part : parts) {
-        const auto room = static_cast<size_t>(path + sizeof path - next);
-        next = static_cast<char *>(memccpy(next, part, '\0', room));
-        if (next == nullptr) {
-            errno = ENAMETOOLONG;
-            return false;
-        }
-        --next;   // the next part begins where this one's NUL is
-    }
-    return true;
+    if (strlen(directory) + strlen(alias) + 2 > sizeof path)
+        return ENAMETOOLONG;
+    stpcpy(stpcpy(stpcpy(path, directory), "/"), alias);
+    return 0;
 }
 
 int32_t find_object(const char *operation, const char *alias, char (&path)[PATH_ROOM], owned<char> *directory)
@@ -33,7 +23,7 @@ int32_t find_object(const char *operation, const char *alias, char (&path)[PATH_
     if (asked == nullptr)
         return FAILED(-ENOMEM, ENOTDIR, "app_get_data_path failed");
     directory->reset(asked);
-    if (!set_object_path(path, asked, alias))
+    if (set_object_path(path, asked, alias) != 0)
         return FAILED(BACKEND_ERR_PATH, ENAMETOOLONG, "Path for %s is too long", alias);
     return 0;
 }

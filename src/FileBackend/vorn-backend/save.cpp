@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 
 #include "FileBackend/vorn-backend/backend.h"
@@ -36,11 +35,9 @@ static int32_t fill(int file, backend_buffer payload)
     const int32_t status = seal(payload, &ciphertext);
     if (status != 0)
         return status;
-    const ssize_t count = write(file, ciphertext.bytes.get(), ciphertext.length);
-    if (count == static_cast<ssize_t>(ciphertext.length))
+    errno = ENOSPC;   // why a write may be short
+    if (write(file, ciphertext.bytes.get(), ciphertext.length) == static_cast<ssize_t>(ciphertext.length))
         return 0;
-    if (count >= 0)
-        errno = ENOSPC;
     return FAILED(BACKEND_ERR_IO, errno, "write failed : %m");
 }
 

@@ -2,7 +2,6 @@
 
 #include "FileBackend/vorn-secure-data/storage_key.h"
 
-#include <cstdint>
 #include <cstdlib>
 
 #include "SecureDataStore/secure_data_store.h"
