@@ -26,11 +26,15 @@ static int32_t store_piece(space_change *change, const block_walk &walk, const u
     const int reason = errno;
     if (status != 0 && status != BACKEND_ERR_ALIAS_STATE)
         return FAILED(status, reason, "backend_get_data for %s failed (%d)", space->name, status);
-    const uint32_t size = status == 0 ? std::min(space->loaded.get()->size, block.size) : 0;
-    if (size > 0)
-        memcpy(block.data, space->loaded.get()->data, size);
-    memset(block.data + size, 0, block.size - size);
-    memcpy(block.data + walk.position, piece, walk.chunk);
+    if (walk.chunk == block.size) {
+        block.data = const_cast<unsigned char *>(piece);   // it is only read
+    } else {
+        const uint32_t size = status == 0 ? std::min(space->loaded.get()->size, block.size) : 0;
+        if (size > 0)
+            memcpy(block.data, space->loaded.get()->data, size);
+        memset(block.data + size, 0, block.size - size);
+        memcpy(block.data + walk.position, piece, walk.chunk);
+    }
     space->loaded.reset();
     if (status == 0)
         return replace_block(change, walk.index, block);

@@ -22,7 +22,8 @@ static int32_t seal(backend_buffer payload, file_text *ciphertext)
         return FAILED(-ENOMEM, ENOMEM, "calloc failed");
     memcpy(plaintext.bytes.get(), payload.data, payload.size);
     const keep_error_queue keep;
-    if (SHA256(payload.data, payload.size, plaintext.bytes.get() + payload.size) == nullptr)
+    // Of the copy: a caller that changes its bytes meanwhile must not make a damaged object.
+    if (SHA256(plaintext.bytes.get(), payload.size, plaintext.bytes.get() + payload.size) == nullptr)
         return FAILED(BACKEND_ERR_DIGEST, EIO, "SHA256 failed");
     const int32_t status = file_encrypt_data(plaintext, ciphertext);
     return status == 0 ? 0 : FAILED(status, errno, "Failed to encrypt data (%d)", status);
