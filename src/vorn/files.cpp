@@ -9,12 +9,11 @@
 
 int vorn_try(data_space *space, name_call call, file_id id, file_id second, file_look *look)
 {
-    if (space->directory == nullptr)
-        return ENOTDIR;
     char other[ALIAS_ROOM];
     if (call == name_call::LINK || call == name_call::RENAME)
         memcpy(other, vorn_name(space, second), sizeof other);
-    return file_name_do(call, space->directory.get(), vorn_name(space, id), other, look);
+    const char *const directory = space->directory.get();
+    return directory == nullptr ? ENOTDIR : file_name_do(call, directory, vorn_name(space, id), other, look);
 }
 
 int vorn_do(data_space *space, name_call call, file_id id, file_id second, file_look *look)

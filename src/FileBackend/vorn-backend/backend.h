@@ -34,11 +34,11 @@ int32_t file_get_data(const char *alias, backend_buffer **out, owned<char> *dire
  */
 int32_t file_save_data(const char *alias, backend_buffer bytes);
 
-/* Whether a save that ended so has left an unfinished file. */
+/* Whether a save that has failed so has left an unfinished file. */
 inline bool file_has_remains(int32_t status, int reason)
 {
     const bool is_refused = status == BACKEND_ERR_ALIAS_STATE || status == BACKEND_ERR_PATH || status == -EINVAL;
-    return status != 0 && !is_refused && reason != ENOTDIR;
+    return !is_refused && reason != ENOTDIR;
 }
 
 /* Deletes an object. BACKEND_ERR_ALIAS_STATE when there is none. */

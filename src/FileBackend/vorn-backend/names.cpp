@@ -66,11 +66,11 @@ int file_name_do(name_call call, const char *directory, const char *name, const 
 {
     char path[PATH_ROOM];
     char second[PATH_ROOM];
-    if (set_object_path(path, directory, name) != 0)
-        return ENAMETOOLONG;
     if (call == name_call::LINK || call == name_call::RENAME)
         other = set_object_path(second, directory, other) == 0 ? second : "";   // an empty path is none
-    return result_of(call, directory, path, other, look) == 0 ? 0 : errno;
+    if (set_object_path(path, directory, name) == 0 && result_of(call, directory, path, other, look) == 0)
+        return 0;
+    return errno;
 }
 
 file_system file_system_of(const char *directory)

@@ -12,7 +12,7 @@
 int set_object_path(char (&path)[PATH_ROOM], const char *directory, const char *alias)
 {
     if (strlen(directory) + strlen(alias) + 2 > sizeof path)
-        return ENAMETOOLONG;
+        return fail(ENAMETOOLONG, ENAMETOOLONG);
     stpcpy(stpcpy(stpcpy(path, directory), "/"), alias);
     return 0;
 }

@@ -10,7 +10,8 @@
 /* Room for a path with its NUL. */
 constexpr uint32_t PATH_ROOM = 256;
 
-/* Joins the directory and the name. Returns 0, or ENAMETOOLONG when that does not fit. */
+/* Joins the directory and the name. Returns 0, or ENAMETOOLONG, also in errno, when that
+ * does not fit. */
 int set_object_path(char (&path)[PATH_ROOM], const char *directory, const char *alias);
 
 /* Asks the platform for the data directory and forms the object's path. Returns 0, or
