@@ -30,14 +30,14 @@ static int32_t begin_creation(space_change *creation, bool is_absent)
 static int32_t store_header(data_space *space, bool is_absent, uint32_t block_size, uint32_t flags)
 {
     space->header = {block_size, flags, {}, 0, {}};
-    const owned<unsigned char> copy(static_cast<unsigned char *>(malloc(sizeof space->header)));
+    const owned<unsigned char> copy(static_cast<unsigned char *>(malloc(HEADER_SIZE)));
     if (copy == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
-    memcpy(copy.get(), &space->header, sizeof space->header);
+    memcpy(copy.get(), &space->header, HEADER_SIZE);
     space_change creation = {space, {}};
     if (begin_creation(&creation, is_absent) != 0)
         return -1;
-    const int32_t status = vorn_save(&creation, HEADER, 0, {copy.get(), sizeof space->header});
+    const int32_t status = vorn_save(&creation, HEADER, 0, {copy.get(), HEADER_SIZE});
     const int reason = errno;
     if (status != 0)
         LOG_ERROR("backend_save_data for %s failed (%d)", vorn_name(space, HEADER), status);

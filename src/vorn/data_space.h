@@ -18,7 +18,8 @@ struct data_space_header {
     uint32_t data_size;   // bytes in the data space
     uint8_t reserved_2[60];
 };
-static_assert(sizeof(data_space_header) == 128);
+constexpr uint32_t HEADER_SIZE = 128;
+static_assert(sizeof(data_space_header) == HEADER_SIZE);
 static_assert(offsetof(data_space_header, flags) == 4 && offsetof(data_space_header, data_size) == 64);
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the fields are stored as they lie in memory");
 

@@ -11,9 +11,9 @@ int32_t vorn_load_header(data_space *space, file_id id)
     if (status != 0)
         return status;
     const loaded_object loaded = std::move(space->loaded);
-    if (loaded.get()->size != sizeof space->header)
+    if (loaded.get()->size != HEADER_SIZE)
         return FAILED(-EIO, EBADMSG, "Invalid header size");
-    memcpy(&space->header, loaded.get()->data, sizeof space->header);
+    memcpy(&space->header, loaded.get()->data, HEADER_SIZE);
     if (!vorn_block_size_is_valid(space->header.block_size))
         return FAILED(-EIO, EBADMSG, "Invalid block size");
     return 0;

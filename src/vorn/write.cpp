@@ -50,13 +50,13 @@ static int32_t store_piece(space_change *change, const block_walk &walk, const u
 static int32_t replace_header(space_change *change, uint32_t data_size)
 {
     data_space *const space = change->space;
-    const owned<unsigned char> copy(static_cast<unsigned char *>(malloc(sizeof space->header)));
+    const owned<unsigned char> copy(static_cast<unsigned char *>(malloc(HEADER_SIZE)));
     if (copy == nullptr)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
-    memcpy(copy.get(), &space->header, sizeof space->header);
+    memcpy(copy.get(), &space->header, HEADER_SIZE);
     memcpy(copy.get() + offsetof(data_space_header, data_size), &data_size, sizeof data_size);
     const file_id kept = KEPT | change->made.last;
-    const int32_t status = vorn_update_data(change, HEADER, kept, {copy.get(), sizeof space->header});
+    const int32_t status = vorn_update_data(change, HEADER, kept, {copy.get(), HEADER_SIZE});
     if (status == 0)
         return 0;
     return FAILED(-1, errno, "Failed to update header block %s (%d)", vorn_name(space, HEADER), status);
