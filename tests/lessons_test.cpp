@@ -55,8 +55,13 @@ TEST_F(Lessons, TheSignStaysWhileAKeptVersionStays)
     EXPECT_EQ(files().count(SIGN), 1u);
     EXPECT_EQ(write(0, 5).run(), 0);
     reset_gate(root);
+    const std::string next = path("VORN_OLD_VORN_DATA_a_16777215");   // a sign that was being made
+    EXPECT_EQ(symlink("remove 2", next.c_str()), 0);
     EXPECT_EQ(call{}.run(), 700);
     expect_files(there(700).files("a"));
+    EXPECT_EQ(symlink("remove 2", next.c_str()), 0);
+    EXPECT_EQ(call{call::REMOVE}.run(), 0);
+    expect_files(file_map());
 }
 
 TEST_F(Lessons, ARemovalThatFailsIsOver)

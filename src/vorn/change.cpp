@@ -19,9 +19,9 @@ static bool has_room(const sign &made, uint32_t block_size, const file_system &s
 // next load.
 static bool drop_all(const space_change &change, uint32_t end)
 {
-    const bool keeps_all = change.made.kind == sign::WRITE;
-    return (!keeps_all || vorn_clear_range(change.space, KEPT | change.made.first, KEPT | end)) &&
-           vorn_clear(change.space, SIGN);
+    const sign &made = change.made;
+    const bool all = made.kind != sign::WRITE || vorn_clear_range(change.space, KEPT | made.first, KEPT | end);
+    return all && vorn_clear(change.space, SIGN);
 }
 
 // Gives an object its second name. A missing object is left out. What stands in the way

@@ -4,8 +4,19 @@
 
 #include "vorn/walk.h"
 
-// With snprintf an overwrite in memory takes four percent longer. With a valid label
-// the room suffices.
+// With snprintf an overwrite in memory takes five percent longer.
+char *vorn_put_number(char *next, uint32_t number)
+{
+    char digits[11] = "";
+    char *digit = digits + sizeof digits - 1;
+    do {
+        const uint32_t tens = block_at(number, 10);
+        *--digit = static_cast<char>('0' + (number - tens * 10));
+        number = tens;
+    } while (number != 0);
+    return stpcpy(next, digit);
+}
+
 const char *vorn_name(data_space *space, file_id id)
 {
     // No label gives an object a name that begins like this.
@@ -15,15 +26,7 @@ const char *vorn_name(data_space *space, file_id id)
     if ((id & HEADER) != 0)
         return space->name;
     *next++ = '_';
-    char digits[11] = "";
-    char *digit = digits + sizeof digits - 1;
-    uint32_t rest = id & ~KEPT;
-    do {
-        const uint32_t tens = block_at(rest, 10);
-        *--digit = static_cast<char>('0' + (rest - tens * 10));
-        rest = tens;
-    } while (rest != 0);
-    stpcpy(next, digit);
+    vorn_put_number(next, id & ~KEPT);
     return space->name;
 }
 

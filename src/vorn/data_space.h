@@ -19,8 +19,7 @@ struct data_space_header {
     uint8_t reserved_2[60];
 };
 constexpr uint32_t HEADER_SIZE = 128;
-static_assert(sizeof(data_space_header) == HEADER_SIZE);
-static_assert(offsetof(data_space_header, flags) == 4 && offsetof(data_space_header, data_size) == 64);
+static_assert(sizeof(data_space_header) == HEADER_SIZE && offsetof(data_space_header, data_size) == 64);
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the fields are stored as they lie in memory");
 
 /* A data space for the length of one call. */
@@ -47,6 +46,9 @@ constexpr file_id HEADER = 0x40000000;
 constexpr file_id KEPT = 0x80000000;
 constexpr file_id SIGN = KEPT | HEADER;
 constexpr file_id NEXT_SIGN = KEPT | (BLOCK_LIMIT - 1);   // as no block has this number, nothing is kept there
+
+/* Writes a number in decimal, and a NUL. Returns where the NUL is. */
+char *vorn_put_number(char *next, uint32_t number);
 
 /* Forms a file's name, which stands until the next one of the same data space. With a
  * valid label it is never cut. */

@@ -37,7 +37,7 @@ static int32_t remove_objects(data_space *space, bool has_header)
     space_change removal = {space, {sign::REMOVAL, end}};
     const bool has_sign = knows_end && vorn_begin(&removal) == 0 && removal.made.kind == sign::REMOVAL;
     const uint32_t stays = remove_blocks(space, has_header, has_header ? counted : BLOCK_LIMIT);
-    bool all_gone = stays >= end || vorn_clear_range(space, stays, end);
+    bool all_gone = vorn_clear_range(space, stays, end);
     const int32_t removed = backend_remove_alias(vorn_name(space, HEADER));
     const int reason = errno;
     if (removed != 0) {

@@ -108,9 +108,8 @@ int32_t vorn_settle(data_space *space, int32_t status, int reason)
         return -1;
     const sign is = space->standing;
     settling call = {space, status, reason};
-    bool is_ours = is.is_ours();
-    if (is.kind == sign::WRITE || is.kind == sign::EACH)
-        is_ours = settle_write(&call);
+    const bool is_write = is.kind == sign::WRITE || is.kind == sign::EACH;
+    const bool is_ours = is_write ? settle_write(&call) : is.is_ours();
     if (is.kind == sign::REMOVAL) {
         call.all_cleared &= vorn_clear_range(space, 0, is.first);
         // Of a write whose sign was replaced.

@@ -7,13 +7,12 @@
 #include "platform/app_common.h"
 #include "vorn/files.h"
 
-static void write_text(const sign &from, char (&text)[TEXT_ROOM])
+static void write_text(const sign &from, char *text)
 {
-    if (from.kind == sign::REMOVAL)
-        (void)snprintf(text, sizeof text, "remove %u", from.first);
-    else
-        (void)snprintf(text, sizeof text, "%s %u %u %d", from.kind == sign::WRITE ? "write" : "each", from.first,
-                       from.last, from.grows ? 1 : 0);
+    char *next = stpcpy(text, from.kind == sign::WRITE ? "write " : from.kind == sign::EACH ? "each " : "remove ");
+    next = vorn_put_number(next, from.first);
+    if (from.kind != sign::REMOVAL)
+        stpcpy(vorn_put_number(stpcpy(next, " "), from.last), from.grows ? " 1" : " 0");
 }
 
 // A text is a sign when that sign would be written like this.

@@ -52,10 +52,9 @@ int32_t file_save_data(const char *alias, backend_buffer bytes)
     if (status != 0)
         return status;
     const int file = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK | O_DSYNC, 0644);
-    if (file < 0) {
-        status = errno == EEXIST ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH;
-        return FAILED(status, errno, "open for %s failed : %m", path);
-    }
+    if (file < 0)
+        return FAILED(errno == EEXIST ? BACKEND_ERR_ALIAS_STATE : BACKEND_ERR_PATH, errno, "open for %s failed : %m",
+                      path);
     status = fill(file, bytes);
     const int reason = errno;
     close(file);   // not checked: the write has already reached storage, or failed
