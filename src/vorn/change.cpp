@@ -127,14 +127,14 @@ int32_t vorn_update_data(space_change *change, file_id id, file_id kept, backend
     return 0;
 }
 
-bool vorn_end_write(space_change *change, bool has_stored, bool is_complete)
+bool vorn_end_write(space_change *change, bool is_complete)
 {
     if (change->made.kind == sign::IMPOSSIBLE)
         return true;
     const bool is_partial = !is_complete && change->made.kind == sign::WRITE;
     if (change->lost)
         return !is_partial;   // the next load settles it
-    if (is_partial && has_stored && !commit(change))
+    if (is_partial && !commit(change))
         return false;
     (void)drop_all(*change, change->made.last + 1);
     return true;

@@ -26,7 +26,6 @@ int32_t vorn_save(space_change *change, file_id id, file_id kept, backend_buffer
 /* The same for an object that exists. */
 int32_t vorn_update_data(space_change *change, file_id id, file_id kept, backend_buffer bytes);
 
-/* At the end of a write. `has_stored` means that a block was stored, and `is_complete`
- * that the last object was replaced. Returns false when the call may not acknowledge
- * what it has stored. */
-bool vorn_end_write(space_change *change, bool has_stored, bool is_complete);
+/* At the end of a write. `is_complete` means that the last object was replaced. Returns
+ * false when the call may not acknowledge what it has stored. */
+bool vorn_end_write(space_change *change, bool is_complete);

@@ -102,7 +102,7 @@ static int32_t write_range(data_space *space, uint32_t offset, uint32_t length, 
     if (recorded != 0 && change.reason == 0)
         change.reason = errno;
     const bool is_complete = recorded == 0 && (walk.left == 0 || end > header.data_size);
-    const bool is_kept = vorn_end_write(&change, walk.done > 0, is_complete);
+    const bool is_kept = vorn_end_write(&change, is_complete);
     const auto stored = static_cast<int32_t>(is_kept ? walk.done : 0);
     return fail(recorded == -ENOMEM ? -ENOMEM : stored, change.reason);
 }
