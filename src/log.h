@@ -2,8 +2,8 @@
  * Messages to the platform's log: where, and what.
  *
  * A message carries the name of an operation. A source file whose functions are
- * stages of one operation defines that name as OPERATION before its first include.
- * One with several operations defines LOGGED_NAME as the variable that holds it.
+ * stages of one operation defines that name as OPERATION. One with several operations
+ * defines OPERATION as the variable that holds it.
  *
  * Logging may change errno. Code that decides something by errno after a message
  * keeps it in a variable before.

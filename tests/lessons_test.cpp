@@ -44,6 +44,36 @@ TEST_F(Lessons, KeptVersionsOfARemovedDataSpaceStayAway)
     kill(write(0, 2000), "write", 5);
     const world seen = observe();
     EXPECT_TRUE(seen.bytes.empty() || seen.bytes == text(2000, 2)) << seen.bytes.size();
+    start({{SIGN, "-> write 0 1 0"}, {"VORN_OLD_VORN_DATA_a_1", seal(text(512))}});
+    EXPECT_EQ((call{call::CREATE, 512, 0}.run()), 0);
+    EXPECT_EQ(listing(files()), "VORN_HDR_a ");
+}
+
+// Where the last block is missing, nothing would tell that the others must go back.
+TEST_F(Lessons, TheTellerMayBeMissing)
+{
+    file_map was = there(1200).files("a");
+    was.erase("VORN_DATA_a_1");
+    start(was);
+    kill(write(0, 1024), "write", 1);
+    EXPECT_EQ(observe().bytes, text(512));
+}
+
+TEST_F(Lessons, AStaleVersionIsInNobodysWay)
+{
+    start(there(700).files("a"));
+    EXPECT_EQ(link(path("VORN_DATA_a_1").c_str(), path("VORN_OLD_VORN_DATA_a_1").c_str()), 0);
+    refuse({{"link", EPERM}});
+    EXPECT_EQ(write(600, 50).run(), 50);
+    expect_files(write(600, 50).done(there(700)).files("a"));
+}
+
+TEST_F(Lessons, ARemovalGoesOnWhereOneWasKilled)
+{
+    start(there(2000).files("a"));
+    kill({call::REMOVE}, "unlink", 2);
+    EXPECT_EQ(disturbed({call::REMOVE}, {MEMORY, "realloc", 1}), 0);
+    expect_files(file_map());
 }
 
 TEST_F(Lessons, TheSignStaysWhileAKeptVersionStays)
@@ -103,15 +133,16 @@ TEST_F(Lessons, AFlushThatFailsIsNotIgnored)
         EXPECT_EQ(disturbed(write(0, 1200), {FILES, "write", 2}), 0);
         EXPECT_EQ(observe().bytes, text(has_gap ? 512 : 2000));
     }
-    for (const call &what : {write(0, 1200), call{call::CREATE, 512, 1}}) {
-        start(there(700).files("a"));
-        the_gate.on.file_system = BTRFS;
-        refuse({{"fsync", EIO}});
-        EXPECT_LE(what.run(), 0);
-        EXPECT_EQ(the_gate.reason, EIO);
-        refuse({{"fsync", EINVAL}});
-        EXPECT_EQ(what.run(), what.result(there(700)));
-    }
+    for (const char *also : {"mknod", "nothing"})
+        for (const call &what : {write(0, 1200), call{call::CREATE, 512, 1}}) {
+            start(there(700).files("a"));
+            the_gate.on.file_system = BTRFS;
+            refuse({{"fsync", EIO}, {also, EPERM}});
+            EXPECT_LE(what.run(), 0);
+            EXPECT_EQ(the_gate.reason, EIO);
+            refuse({{"fsync", EINVAL}, {also, EPERM}});
+            EXPECT_EQ(what.run(), what.result(there(700)));
+        }
 }
 
 TEST_F(Lessons, AForgedHeaderKeepsNobodyWaiting)

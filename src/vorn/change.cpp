@@ -24,32 +24,35 @@ static bool drop_all(const space_change &change, uint32_t end)
     return all && vorn_clear(change.space, SIGN);
 }
 
-// Gives an object its second name. A missing object is left out. What stands in the way
-// belongs to no sign. It goes, also where the object is missing.
+// Gives an object its second name. What stands in the way belongs to no sign. It goes,
+// also where the object is missing. Returns 0, ENOENT for a missing object, or another
+// errno value.
 static int keep(data_space *space, file_id id, file_id kept)
 {
     const int error = vorn_try(space, name_call::LINK, id, kept);
     if (error != ENOENT && error != EEXIST)
         return error;
     const int stale = vorn_try(space, name_call::UNLINK, kept);
-    return stale != 0 || error == ENOENT ? stale : vorn_try(space, name_call::LINK, id, kept);
+    if (stale == 0 && error == EEXIST)
+        return vorn_try(space, name_call::LINK, id, kept);
+    return stale == 0 ? error : stale;
 }
 
 // Keeps the counted blocks of the range, and last the teller; or nothing. Where links are
-// refused, the sign becomes one of kind EACH. Returns 0 or -1.
+// refused or the teller is missing, the sign becomes one of kind EACH. Returns 0 or -1.
 static int32_t keep_all(space_change *change)
 {
     data_space *const space = change->space;
     sign &made = change->made;
     for (uint32_t i = made.first; i <= made.last; ++i) {
         const int error = keep(space, i == made.last && made.grows ? HEADER : i, KEPT | i);
-        if (error == 0)
+        if (error == 0 || (error == ENOENT && i != made.last))
             continue;
-        const bool is_grave = vorn_is_grave(error);
-        if (is_grave)
-            vorn_report(space, name_call::LINK, KEPT | i, error);
-        if (!drop_all(*change, i) || is_grave)
-            return fail(-1, is_grave ? error : errno);
+        const bool is_dropped = drop_all(*change, i);
+        if (vorn_is_grave(error))
+            return vorn_report(space, name_call::LINK, KEPT | i, error);
+        if (!is_dropped)
+            return -1;
         made.kind = sign::EACH;
         return vorn_make_sign(space, &made);
     }

@@ -14,8 +14,8 @@ struct space_change {
 };
 
 /* Makes the sign, and keeps what it says. A sign of kind WRITE may become one of kind EACH,
- * and where none can be made, it becomes IMPOSSIBLE, and the call goes on. Returns 0, or
- * -1 when the change must not begin, with the reason in errno. */
+ * and where none can be made, the call goes on without. Returns 0, or -1 when the change
+ * must not begin, with the reason in errno. */
 int32_t vorn_begin(space_change *change);
 
 /* Saves an object, whose previous version is kept at `kept`, 0 where none is. When that

@@ -20,7 +20,7 @@ static int32_t begin_creation(space_change *creation, bool is_absent)
     if (error != ENOENT)
         return error == 0 ? 0 : -1;
     // A call of which nothing is left to be settled may have left its sign.
-    if (is_absent && space->standing.is_ours() && vorn_clear(space, SIGN))
+    if (is_absent && space->standing.is_ours() && vorn_clear_kept(space, space->standing) && vorn_clear(space, SIGN))
         space->standing = {};
     creation->made.kind = sign::CREATION;
     return vorn_begin(creation);
@@ -39,11 +39,10 @@ static int32_t store_header(data_space *space, bool is_absent, uint32_t block_si
         return -1;
     const int32_t status = vorn_save(&creation, HEADER, 0, {copy.get(), HEADER_SIZE});
     const int reason = errno;
-    if (status != 0)
-        LOG_ERROR("backend_save_data for %s failed (%d)", vorn_name(space, HEADER), status);
     if (creation.made.kind == sign::CREATION && !creation.lost)
         vorn_clear(space, SIGN);   // where it stays, the next load drops it
-    return status == 0 ? fail(0, 0) : fail(-1, reason);
+    return status == 0 ? fail(0, 0)
+                       : FAILED(-1, reason, "backend_save_data for %s failed (%d)", vorn_name(space, HEADER), status);
 }
 
 int32_t vorn_create(const char *label, uint32_t block_size, uint32_t flags)

@@ -41,10 +41,15 @@ bool vorn_clear(data_space *space, file_id id)
 
 bool vorn_clear_range(data_space *space, file_id first, file_id end)
 {
-    bool all = true;
+    int error = 0;
     while (end > first)
-        all &= vorn_clear(space, --end);
-    return all;
+        error = vorn_clear(space, --end) ? error : errno;
+    return fail(error, error) == 0;
+}
+
+bool vorn_clear_kept(data_space *space, const sign &made)
+{
+    return vorn_clear_range(space, KEPT | made.first, KEPT | (made.last + 1));
 }
 
 bool vorn_find_end(data_space *space, uint32_t *end)

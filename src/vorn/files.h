@@ -24,6 +24,9 @@ bool vorn_clear(data_space *space, file_id id);
  * short, no gap hides the others from the next time. */
 bool vorn_clear_range(data_space *space, file_id first, file_id end);
 
+/* Clears what a write of that sign has kept. */
+bool vorn_clear_kept(data_space *space, const sign &made);
+
 /* Moves `end` behind the blocks that stand without a gap from there on. Returns false,
  * with a message, where that cannot be seen. */
 bool vorn_find_end(data_space *space, uint32_t *end);

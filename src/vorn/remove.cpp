@@ -30,7 +30,8 @@ static int32_t remove_objects(data_space *space, bool has_header)
     const sign &standing = space->standing;
     const bool can_sign = standing.kind != sign::IMPOSSIBLE;
     const uint32_t counted = has_header ? vorn_block_count(space->header) : 0;
-    uint32_t end = counted;
+    // A removal before may have left a gap.
+    uint32_t end = std::max(counted, std::max(standing.first, standing.last));
     // Blocks behind the counted ones are rare. Without a header, there is nothing else.
     const bool knows_end = can_sign && (vorn_find_end(space, &end) || has_header);
     // A removal goes on without a sign where none can be made.
@@ -46,8 +47,7 @@ static int32_t remove_objects(data_space *space, bool has_header)
             vorn_clear(space, SIGN);
         return fail(-1, reason);
     }
-    if (standing.kind == sign::WRITE || standing.kind == sign::EACH)
-        all_gone &= vorn_clear_range(space, KEPT | standing.first, KEPT | (standing.last + 1));
+    all_gone &= !standing.is_ours() || vorn_clear_kept(space, standing);
     if (all_gone && can_sign && standing.kind != sign::FOREIGN)
         (void)(vorn_clear(space, NEXT_SIGN) && vorn_clear(space, SIGN));   // where it stays, the next load drops it
     return fail(0, 0);

@@ -9,6 +9,7 @@ struct settling {
     int32_t status;   // with which the header was loaded
     int reason;
     int fault = 0;             // why it cannot be settled now
+    bool is_over = false;      // the teller is kept no more, or not yet: all is changed, or nothing
     bool all_cleared = true;   // else the next load tries again
 };
 
@@ -34,9 +35,8 @@ static void settle_object(settling *call, file_id id, file_id kept, bool is_comp
 {
     if (!stands(call, kept))
         return;
-    // Of a complete write that keeps all, what is kept may be stale: it began no further.
-    const bool keeps_all = call->space->standing.kind == sign::WRITE;
-    const bool is_done = is_complete && (keeps_all || is_good(call, id));
+    // Where nothing is changed yet, what stands at the kept name may be stale.
+    const bool is_done = call->is_over || (is_complete && is_good(call, id));
     if (!is_done && call->fault == 0 && is_good(call, kept)) {
         call->fault = vorn_do(call->space, name_call::RENAME, kept, id);
         if (call->fault == 0)
@@ -72,8 +72,10 @@ static bool judge(settling *call)
     const file_id teller = is.grows ? HEADER : is.last;
     file_look was;
     file_look now;
-    if (is.kind == sign::EACH || !stands(call, KEPT | is.last, &was))
+    if (is.kind == sign::EACH)
         return true;
+    if (!stands(call, KEPT | is.last, &was))
+        return call->is_over = true;
     if (!stands(call, teller, &now) || was.inode == now.inode)
         return false;
     return is.grows ? call->status == 0 : is_good(call, teller);
@@ -108,8 +110,7 @@ int32_t vorn_settle(data_space *space, int32_t status, int reason)
         return -1;
     const sign is = space->standing;
     settling call = {space, status, reason};
-    const bool is_write = is.kind == sign::WRITE || is.kind == sign::EACH;
-    const bool is_ours = is_write ? settle_write(&call) : is.is_ours();
+    const bool is_ours = is.kind == sign::WRITE || is.kind == sign::EACH ? settle_write(&call) : is.is_ours();
     if (is.kind == sign::REMOVAL) {
         call.all_cleared &= vorn_clear_range(space, 0, is.first);
         // Of a write whose sign was replaced.

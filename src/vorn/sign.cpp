@@ -60,6 +60,8 @@ static int try_to_make(data_space *space, const sign &made)
         return EPERM;
     if (space->standing.kind != sign::NONE && !replaces)
         return EEXIST;
+    if (made.kind == sign::EACH)
+        (void)vorn_clear_kept(space, made);   // what is stale must not be put back
     if (made.kind == sign::CREATION)
         return vorn_try(space, name_call::MKNOD, SIGN);
     file_look look;
@@ -102,7 +104,8 @@ int32_t vorn_make_sign(data_space *space, sign *made)
     const int error = try_to_make(space, *made);
     if (error != 0 && !is_impossible(error))
         return vorn_report(space, made->kind == sign::CREATION ? name_call::MKNOD : name_call::SYMLINK, SIGN, error);
-    if (error != 0)
+    // A creation is flushed all the same: a cut must not bring back the sign of a removal before it.
+    if (error != 0 && made->kind != sign::CREATION)
         made->kind = sign::IMPOSSIBLE;
     return 0;
 }

@@ -39,5 +39,5 @@ int32_t vorn_read_sign(data_space *space);
 
 /* Makes the sign. That of a removal takes the place of one that could not be settled.
  * Returns 0, or -1 when the change must not begin. Where no sign can be made at all,
- * made->kind becomes IMPOSSIBLE. */
+ * made->kind becomes IMPOSSIBLE, but that of a creation stays. */
 int32_t vorn_make_sign(data_space *space, sign *made);

@@ -55,8 +55,7 @@ static int32_t replace_header(space_change *change, uint32_t data_size)
         return FAILED(-ENOMEM, ENOMEM, "malloc failed");
     memcpy(copy.get(), &space->header, HEADER_SIZE);
     memcpy(copy.get() + offsetof(data_space_header, data_size), &data_size, sizeof data_size);
-    const file_id kept = KEPT | change->made.last;
-    const int32_t status = vorn_update_data(change, HEADER, kept, {copy.get(), HEADER_SIZE});
+    const int32_t status = vorn_update_data(change, HEADER, KEPT | change->made.last, {copy.get(), HEADER_SIZE});
     if (status == 0)
         return 0;
     return FAILED(-1, errno, "Failed to update header block %s (%d)", vorn_name(space, HEADER), status);
