@@ -46,6 +46,8 @@
  *   ENOENT    a file is missing
  *   ENOTDIR   the platform has no data directory
  *   EINVAL, ERANGE, EEXIST, ENOMEM   as the result says
+ *   EEXIST    after another result: an interrupted change cannot be settled, or a
+ *             file of another origin has the name of a sign
  *   0         nothing failed: the data end there, or length was cut
  *   others    the system's own, such as ENOSPC, EIO, EMFILE, EACCES
  * After other successes errno means nothing, except where vorn_write says so.
