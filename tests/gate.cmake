@@ -11,7 +11,7 @@ function(vorn_gated_executable target)
     target_compile_definitions(${target} PRIVATE
         STORAGE_KEY_FILE="${key_file}" CASES_FILE="${here}/cases.txt" READ_RECORD="${read_record}")
     foreach(call IN ITEMS open open64 lseek read write close unlink link rename symlink readlink mknod __xmknod unlinkat
-            lstat __lxstat __lxstat64 __lstat64_time64 statfs statfs64 fsync malloc calloc realloc free ${read_record} SHA256
+            lstat lstat64 __lxstat __lxstat64 __lstat64_time64 statfs statfs64 fsync malloc calloc realloc free ${read_record} SHA256
             EVP_CIPHER_CTX_new EVP_CIPHER_CTX_free EVP_EncryptInit_ex EVP_EncryptUpdate EVP_EncryptFinal_ex
             EVP_DecryptInit_ex EVP_DecryptUpdate EVP_DecryptFinal_ex)
         target_link_options(${target} PRIVATE "-Wl,--wrap=${call}")

@@ -185,7 +185,9 @@ int __wrap_mknod(const char *path, mode_t mode, dev_t device)
 #endif
 #if !defined __LP64__ && __GLIBC_PREREQ(2, 34)
 GATED(LOOK, EIO, -1, int, __lstat64_time64, (const char *path, struct stat *about), (path, about), path)
-#elif !defined __LP64__
+#elif __GLIBC_PREREQ(2, 33)
+GATED(LOOK, EIO, -1, int, lstat64, (const char *path, struct stat64 *about), (path, about), path)
+#else
 GATED(LOOK, EIO, -1, int, __lxstat64, (int version, const char *path, struct stat64 *about), (version, path, about),
       path)
 #endif
@@ -250,10 +252,8 @@ int __wrap_close(int file)
     }
 
 STATFS(statfs)
-#ifndef __LP64__
 OPEN(open64)
 STATFS(statfs64)
-#endif
 
 int __real_fsync(int file);
 int __wrap_fsync(int file)

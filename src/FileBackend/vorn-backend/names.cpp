@@ -1,12 +1,8 @@
 // A 32-bit lstat fails on inode numbers of 64 bits, which xfs, btrfs and tmpfs
 // have, and on a file from after 2038; a 32-bit statfs fails on a large disk. No
 // off_t and no time leaves this file.
-#ifndef __LP64__
-#undef _FILE_OFFSET_BITS
-#undef _TIME_BITS
 #define _FILE_OFFSET_BITS 64
 #define _TIME_BITS 64
-#endif
 
 #include "FileBackend/vorn-backend/names.h"
 
