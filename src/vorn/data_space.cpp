@@ -7,9 +7,8 @@
 // With snprintf an overwrite in memory takes five percent longer.
 char *vorn_put_number(char *next, uint32_t number)
 {
-    char digits[11];
+    char digits[11] = "";
     char *digit = digits + sizeof digits - 1;
-    *digit = 0;
     do {
         const uint32_t tens = block_at(number, 10);
         *--digit = static_cast<char>('0' + (number - tens * 10));

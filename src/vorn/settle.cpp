@@ -72,10 +72,9 @@ static bool judge(settling *call)
     const file_id teller = is.grows ? HEADER : is.last;
     file_look was;
     file_look now;
-    if (is.kind == sign::EACH)
+    call->is_over = is.kind == sign::WRITE && !stands(call, KEPT | is.last, &was);
+    if (call->is_over || is.kind == sign::EACH)
         return true;
-    if (!stands(call, KEPT | is.last, &was))
-        return call->is_over = true;
     if (!stands(call, teller, &now) || was.inode == now.inode)
         return false;
     return is.grows ? call->status == 0 : is_good(call, teller);
@@ -111,12 +110,10 @@ int32_t vorn_settle(data_space *space, int32_t status, int reason)
     const sign is = space->standing;
     settling call = {space, status, reason};
     const bool is_ours = is.kind == sign::WRITE || is.kind == sign::EACH ? settle_write(&call) : is.is_ours();
-    if (is.kind == sign::REMOVAL) {
+    if (is.kind == sign::REMOVAL || (is.kind == sign::CREATION && status != 0)) {
         call.all_cleared &= vorn_clear_range(space, 0, is.first);
         // Of a write whose sign was replaced.
         call.all_cleared &= vorn_clear_range(space, KEPT, KEPT | (is.first + 1));
-    }
-    if (is.kind == sign::REMOVAL || (is.kind == sign::CREATION && status != 0)) {
         call.fault = vorn_do(space, name_call::UNLINK, HEADER);
         space->is_deleted = call.fault == 0 && reason != ENOENT;
         call.status = -ENODATA;
