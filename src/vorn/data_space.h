@@ -8,6 +8,7 @@
 #include <cstddef>
 
 #include "FileBackend/vorn-backend/backend.h"
+#include "FileBackend/vorn-backend/names.h"
 #include "vorn/sign.h"
 
 /* The content of a header object: this record's image in memory. */
@@ -31,6 +32,7 @@ struct data_space {
     bool is_deleted = false;   // settling has deleted the header object
     loaded_object loaded;      // by vorn_load
     char name[ALIAS_ROOM];     // by vorn_name
+    file_look look;            // by LSTAT, or for SYMLINK
 };
 
 /* Longest label, in bytes without its NUL. */

@@ -7,18 +7,18 @@
 
 #include "log.h"
 
-int vorn_try(data_space *space, name_call call, file_id id, file_id second, file_look *look)
+int vorn_try(data_space *space, name_call call, file_id id, file_id second)
 {
     char other[ALIAS_ROOM];
     if (call == name_call::LINK || call == name_call::RENAME)
         memcpy(other, vorn_name(space, second), sizeof other);
     const char *const directory = space->directory.get();
-    return directory == nullptr ? ENOTDIR : file_name_do(call, directory, vorn_name(space, id), other, look);
+    return directory == nullptr ? ENOTDIR : file_name_do(call, directory, vorn_name(space, id), other, &space->look);
 }
 
-int vorn_do(data_space *space, name_call call, file_id id, file_id second, file_look *look)
+int vorn_do(data_space *space, name_call call, file_id id, file_id second)
 {
-    const int error = vorn_try(space, call, id, second, look);
+    const int error = vorn_try(space, call, id, second);
     if (error != 0 && (call != name_call::LSTAT || error != ENOENT))
         vorn_report(space, call, std::max(id, second), error);   // of two names, that of the kept version
     return error;

@@ -3,15 +3,14 @@
  */
 #pragma once
 
-#include "FileBackend/vorn-backend/names.h"
 #include "vorn/data_space.h"
 
 /* Makes a call on a file's name. Returns 0 or an errno value. */
-int vorn_try(data_space *space, name_call call, file_id id, file_id second = 0, file_look *look = nullptr);
+int vorn_try(data_space *space, name_call call, file_id id, file_id second = 0);
 
 /* The same, and a failure is logged and left in errno. That LSTAT finds nothing is not
  * logged. */
-int vorn_do(data_space *space, name_call call, file_id id, file_id second = 0, file_look *look = nullptr);
+int vorn_do(data_space *space, name_call call, file_id id, file_id second = 0);
 
 /* Logs that a call on a file failed. Returns -1, with the error in errno. */
 int32_t vorn_report(data_space *space, name_call call, file_id id, int error);

@@ -14,9 +14,9 @@ struct settling {
 };
 
 // Whether a file stands at the name.
-static bool stands(settling *call, file_id id, file_look *look = nullptr)
+static bool stands(settling *call, file_id id)
 {
-    const int error = vorn_do(call->space, name_call::LSTAT, id, 0, look);
+    const int error = vorn_do(call->space, name_call::LSTAT, id);
     call->fault = error == ENOENT ? 0 : error;
     return error == 0;
 }
@@ -70,12 +70,11 @@ static bool judge(settling *call)
 {
     const sign &is = call->space->standing;
     const file_id teller = is.grows ? HEADER : is.last;
-    file_look was;
-    file_look now;
-    call->is_over = is.kind == sign::WRITE && !stands(call, KEPT | is.last, &was);
+    call->is_over = is.kind == sign::WRITE && !stands(call, KEPT | is.last);
     if (call->is_over || is.kind == sign::EACH)
         return true;
-    if (!stands(call, teller, &now) || was.inode == now.inode)
+    const uint64_t kept = call->space->look.inode;
+    if (!stands(call, teller) || call->space->look.inode == kept)
         return false;
     return is.grows ? call->status == 0 : is_good(call, teller);
 }

@@ -7,8 +7,9 @@
 #include "platform/app_common.h"
 #include "vorn/files.h"
 
-static void write_text(const sign &from, char *text)
+static void write_text(const sign &from, char (&text)[TEXT_ROOM])
 {
+    memset(text, 0, sizeof text);   // an object takes all of it
     char *next = stpcpy(text, from.kind == sign::WRITE ? "write " : from.kind == sign::EACH ? "each " : "remove ");
     next = vorn_put_number(next, from.first);
     if (from.kind != sign::REMOVAL)
@@ -38,12 +39,12 @@ static bool is_impossible(int error)
 
 // Makes the text under another name first: a sign is never seen half made, and takes
 // the place of another at once. Where symbolic links are refused, it is an object.
-static int make_aside(data_space *space, file_look *look)
+static int make_aside(data_space *space)
 {
-    auto *const bytes = reinterpret_cast<unsigned char *>(look->text);
+    auto *const bytes = reinterpret_cast<unsigned char *>(space->look.text);
     int error = vorn_try(space, name_call::UNLINK, NEXT_SIGN);
     if (error == 0)
-        error = vorn_try(space, name_call::SYMLINK, NEXT_SIGN, 0, look);
+        error = vorn_try(space, name_call::SYMLINK, NEXT_SIGN);
     if (error != 0 && !vorn_is_grave(error))
         error = backend_save_data(vorn_name(space, NEXT_SIGN), {bytes, TEXT_ROOM}) == 0 ? 0 : errno;
     if (error == 0)
@@ -64,11 +65,10 @@ static int try_to_make(data_space *space, const sign &made)
         (void)vorn_clear_kept(space, made);   // what is stale must not be put back
     if (made.kind == sign::CREATION)
         return vorn_try(space, name_call::MKNOD, SIGN);
-    file_look look;
-    write_text(made, look.text);
+    write_text(made, space->look.text);
     // No link takes the place of another.
-    const int error = replaces ? EPERM : vorn_try(space, name_call::SYMLINK, SIGN, 0, &look);
-    return error == 0 || vorn_is_grave(error) ? error : make_aside(space, &look);
+    const int error = replaces ? EPERM : vorn_try(space, name_call::SYMLINK, SIGN);
+    return error == 0 || vorn_is_grave(error) ? error : make_aside(space);
 }
 
 bool vorn_is_grave(int error)
@@ -85,8 +85,8 @@ int32_t vorn_read_sign(data_space *space)
     if (space->directory == nullptr || strlen(space->directory.get()) + strlen(space->label) + sizeof rest > PATH_ROOM)
         return 0;
     space->standing = {};
-    file_look look;
-    const int error = vorn_do(space, name_call::LSTAT, SIGN, 0, &look);
+    file_look &look = space->look;
+    const int error = vorn_do(space, name_call::LSTAT, SIGN);
     if (error != 0)
         return error == ENOENT ? 0 : -1;
     if (look.is_file && !look.is_empty) {

@@ -35,7 +35,7 @@ struct file_look {
 };
 
 /* `other` is the second name. Returns 0 or an errno value. */
-int file_name_do(name_call call, const char *directory, const char *name, const char *other, file_look *look = nullptr);
+int file_name_do(name_call call, const char *directory, const char *name, const char *other, file_look *look);
 
 /* What the file system promises. */
 struct file_system {
