@@ -9,9 +9,9 @@
 // Whether the kept blocks fit beside the new ones.
 static bool has_room(const sign &made, uint32_t block_size, const file_system &system)
 {
-    constexpr uint32_t slack = 4096;   // of a file, at its end and for its inode
     const uint64_t count = uint64_t{made.last} - made.first + (made.grows ? 0 : 1);
-    const uint64_t bytes = count * (file_length(block_size) + slack);
+    // A file takes more than its length: what is left of its last page, and its inode.
+    const uint64_t bytes = count * (uint64_t{block_size} + DIGEST_SIZE + CIPHER_BLOCK + 4096);
     return bytes <= system.bytes_left && count <= system.files_left;
 }
 
@@ -33,9 +33,7 @@ static int keep(data_space *space, file_id id, file_id kept)
     if (error != ENOENT && error != EEXIST)
         return error;
     const int stale = vorn_try(space, name_call::UNLINK, kept);
-    if (stale == 0 && error == EEXIST)
-        return vorn_try(space, name_call::LINK, id, kept);
-    return stale == 0 ? error : stale;
+    return stale != 0 ? stale : error == ENOENT ? ENOENT : vorn_try(space, name_call::LINK, id, kept);
 }
 
 // Keeps the counted blocks of the range, and last the teller; or nothing. Where links are

@@ -7,7 +7,6 @@
 struct settling {
     data_space *space;
     int32_t status;   // with which the header was loaded
-    int reason;
     int fault = 0;             // why it cannot be settled now
     bool is_over = false;      // the teller is kept no more, or not yet: all is changed, or nothing
     bool all_cleared = true;   // else the next load tries again
@@ -95,7 +94,6 @@ static bool settle_write(settling *call)
     call->all_cleared &= vorn_find_end(call->space, &end);
     call->all_cleared &= vorn_clear_range(call->space, counted, end);
     call->status = 0;
-    call->reason = 0;
     return true;
 }
 
@@ -107,7 +105,7 @@ int32_t vorn_settle(data_space *space, int32_t status, int reason)
     if (vorn_read_sign(space) != 0)
         return -1;
     const sign is = space->standing;
-    settling call = {space, status, reason};
+    settling call = {space, status};
     const bool is_ours = is.kind == sign::WRITE || is.kind == sign::EACH ? settle_write(&call) : is.is_ours();
     if (is.kind == sign::REMOVAL || (is.kind == sign::CREATION && status != 0)) {
         call.all_cleared &= vorn_clear_range(space, 0, is.first);
@@ -116,11 +114,10 @@ int32_t vorn_settle(data_space *space, int32_t status, int reason)
         call.fault = vorn_do(space, name_call::UNLINK, HEADER);
         space->is_deleted = call.fault == 0 && reason != ENOENT;
         call.status = -ENODATA;
-        call.reason = ENOENT;
     }
     if (call.fault != 0)
         return fail(-1, call.fault);
     if (is_ours && call.all_cleared && vorn_clear(space, NEXT_SIGN) && vorn_clear(space, SIGN))
         space->standing = {};
-    return fail(call.status, call.reason);
+    return fail(call.status, call.status == -ENODATA ? ENOENT : reason);
 }

@@ -26,12 +26,6 @@ struct keep_error_queue {
     ~keep_error_queue() { ERR_pop_to_mark(); }
 };
 
-/* Length of the file of an object of `size` bytes. */
-constexpr uint64_t file_length(uint32_t size)
-{
-    return (uint64_t{size} + DIGEST_SIZE) / CIPHER_BLOCK * CIPHER_BLOCK + CIPHER_BLOCK;
-}
-
 /* A plaintext, or a ciphertext. */
 struct file_text {
     owned<unsigned char> bytes;
