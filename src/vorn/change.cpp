@@ -133,10 +133,8 @@ bool vorn_end_write(space_change *change, bool is_complete)
     if (change->made.kind == sign::IMPOSSIBLE)
         return true;
     const bool is_partial = !is_complete && change->made.kind == sign::WRITE;
-    if (change->lost)
+    if (change->lost || (is_partial && !commit(change)))
         return !is_partial;   // the next load settles it
-    if (is_partial && !commit(change))
-        return false;
     (void)drop_all(*change, change->made.last + 1);
     return true;
 }

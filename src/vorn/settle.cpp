@@ -6,7 +6,7 @@
 // A call to be settled, and what settling it has found out.
 struct settling {
     data_space *space;
-    int32_t status;   // with which the header was loaded
+    int32_t status;            // with which the header was loaded
     int fault = 0;             // why it cannot be settled now
     bool is_over = false;      // the teller is kept no more, or not yet: all is changed, or nothing
     bool all_cleared = true;   // else the next load tries again
